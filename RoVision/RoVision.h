@@ -1,0 +1,10 @@
+// The RoVision library: measurement and vision algorithms for 3D line-profile scans.
+#ifndef ROVISION_ROVISION_H
+#define ROVISION_ROVISION_H
+
+#include "Common/Common.h"
+#include "Common/alphanum.h"
+#include "Utils/RegionConversion.h"
+#include "Utils/SurfaceData.h"
+
+#endif

@@ -1,0 +1,15 @@
+# Warnings and sanitizers for the project's own targets.
+function(ro_set_warnings target)
+  target_compile_options(${target} PRIVATE -Wall -Wextra)
+  if(RO_WERROR)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+endfunction()
+
+if(RO_SANITIZE)
+  add_compile_options(-fsanitize=${RO_SANITIZE} -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${RO_SANITIZE})
+  if(RO_SANITIZE MATCHES "undefined")
+    add_compile_options(-fno-sanitize-recover=undefined)
+  endif()
+endif()
