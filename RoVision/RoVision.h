@@ -2,6 +2,7 @@
 #ifndef ROVISION_ROVISION_H
 #define ROVISION_ROVISION_H
 
+#include "Algebra/LinearAlgebra.h"
 #include "Common/Common.h"
 #include "Common/alphanum.h"
 #include "Utils/RegionConversion.h"
