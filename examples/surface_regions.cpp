@@ -27,7 +27,8 @@ Ty::Object<void*> MakeHeights(zSize rows, zSize columns) {
   return Ty::Object<void*>(heights);
 }
 
-void Report(const char* name, const rv::SurfaceInputData& data, const rv::Region3d<double>& region) {
+void Report(const char* name, const rv::SurfaceInputData& data,
+            const rv::Region3d<double>& region) {
   rv::Rect3d<int> rect;
   rv::GetRegionPixel(data, &region, &rect);
   zSize valid = 0;
@@ -40,11 +41,12 @@ void Report(const char* name, const rv::SurfaceInputData& data, const rv::Region
       sum += data.offset.z + row[c] * data.scale.z;
     }
   }
-  std::printf("%-10s centre (%6.2f, %6.2f) size %5.2f x %5.2f -> columns %3d..%3d, rows %3d..%3d, "
-              "heights %3d..%3d: %4zu valid samples, mean height %7.3f\n",
-              name, region.x, region.y, region.width, region.length, rect.x,
-              rect.x + rect.width - 1, rect.y, rect.y + rect.height - 1, rect.z,
-              rect.z + rect.depth - 1, static_cast<size_t>(valid), valid ? sum / valid : 0.0);
+  std::printf(
+      "%-10s centre (%6.2f, %6.2f) size %5.2f x %5.2f -> columns %3d..%3d, rows %3d..%3d, "
+      "heights %3d..%3d: %4zu valid samples, mean height %7.3f\n",
+      name, region.x, region.y, region.width, region.length, rect.x, rect.x + rect.width - 1,
+      rect.y, rect.y + rect.height - 1, rect.z, rect.z + rect.depth - 1, static_cast<size_t>(valid),
+      valid ? sum / valid : 0.0);
 }
 
 }  // namespace

@@ -21,46 +21,74 @@ namespace Vision {
 template <class T>
 constexpr T GetNull();
 template <>
-constexpr unsigned char GetNull<unsigned char>() { return 0; }
+constexpr unsigned char GetNull<unsigned char>() {
+  return 0;
+}
 template <>
-constexpr short GetNull<short>() { return -32768; }
+constexpr short GetNull<short>() {
+  return -32768;
+}
 template <>
-constexpr int GetNull<int>() { return -2147483647 - 1; }
+constexpr int GetNull<int>() {
+  return -2147483647 - 1;
+}
 template <>
-constexpr float GetNull<float>() { return -FLT_MAX; }
+constexpr float GetNull<float>() {
+  return -FLT_MAX;
+}
 template <>
-constexpr double GetNull<double>() { return -DBL_MAX; }
+constexpr double GetNull<double>() {
+  return -DBL_MAX;
+}
 template <>
-constexpr unsigned long long GetNull<unsigned long long>() { return ~0ull; }
+constexpr unsigned long long GetNull<unsigned long long>() {
+  return ~0ull;
+}
 template <>
-constexpr unsigned long GetNull<unsigned long>() { return ~0ul; }
+constexpr unsigned long GetNull<unsigned long>() {
+  return ~0ul;
+}
 
 // The double null, by name.
 constexpr double kNullDouble = -DBL_MAX;
 
-inline bool IsNull(double v) { return v == kNullDouble; }
+inline bool IsNull(double v) {
+  return v == kNullDouble;
+}
 
 // The platform descriptor of an element type, as an untyped handle. Defined for the element
 // types of arrays: unsigned 8-bit, signed 16-bit, double, zPoint3d32s and zPoint3d64f.
 template <class T>
 void* GetzType();
 template <>
-inline void* GetzType<unsigned char>() { return const_cast<zTypeInfo*>(zTypeOf(z8u)); }
+inline void* GetzType<unsigned char>() {
+  return const_cast<zTypeInfo*>(zTypeOf(z8u));
+}
 template <>
-inline void* GetzType<short>() { return const_cast<zTypeInfo*>(zTypeOf(z16s)); }
+inline void* GetzType<short>() {
+  return const_cast<zTypeInfo*>(zTypeOf(z16s));
+}
 template <>
-inline void* GetzType<double>() { return const_cast<zTypeInfo*>(zTypeOf(z64f)); }
+inline void* GetzType<double>() {
+  return const_cast<zTypeInfo*>(zTypeOf(z64f));
+}
 template <>
-inline void* GetzType<zPoint3d32s>() { return const_cast<zTypeInfo*>(zTypeOf(zPoint3d32s)); }
+inline void* GetzType<zPoint3d32s>() {
+  return const_cast<zTypeInfo*>(zTypeOf(zPoint3d32s));
+}
 template <>
-inline void* GetzType<zPoint3d64f>() { return const_cast<zTypeInfo*>(zTypeOf(zPoint3d64f)); }
+inline void* GetzType<zPoint3d64f>() {
+  return const_cast<zTypeInfo*>(zTypeOf(zPoint3d64f));
+}
 
 // The descriptor of any platform value type (internal code compares descriptors with it).
 template <class T>
 zType TypeOf();
-#define RO_TYPE_OF(T) \
-  template <>         \
-  inline zType TypeOf<T>() { return zTypeOf(T); }
+#define RO_TYPE_OF(T)        \
+  template <>                \
+  inline zType TypeOf<T>() { \
+    return zTypeOf(T);       \
+  }
 RO_TYPE_OF(z8u)
 RO_TYPE_OF(z8s)
 RO_TYPE_OF(z16s)

@@ -27,8 +27,7 @@ struct Site {
   const char* function;
 };
 
-[[noreturn]] void Throw(const Site& site, int line, zStatus status,
-                        const char* message = nullptr);
+[[noreturn]] void Throw(const Site& site, int line, zStatus status, const char* message = nullptr);
 
 // Raises the status unless it is success (1).
 inline void Check(const Site& site, int line, zStatus status) {

@@ -135,8 +135,12 @@ zRect3d64f ConvertRegionTozRect(const Region3d<double>& r) {
                     r.width,           r.length,           r.height};
 }
 
-double CosDegree(double angle) { return std::cos(angle * kPi / 180); }
-double SinDegree(double angle) { return std::sin(angle * kPi / 180); }
+double CosDegree(double angle) {
+  return std::cos(angle * kPi / 180);
+}
+double SinDegree(double angle) {
+  return std::sin(angle * kPi / 180);
+}
 
 void GetRegionPixel(unsigned long long count, double offset, double scale,
                     const RunLength<double>* region, RunLength<int>* out, const double* tolerance,
@@ -200,12 +204,11 @@ void GetRegionPixel(unsigned long long columns, unsigned long long rows, zPoint3
                     zPoint3d64f scale, const Region3d<double>* region, Rect3d<int>* out,
                     const zPoint3d64f* tolerance, int clip) {
   if (!region || !out) return;
-  const Region2d<double> plane{region->x, region->y, region->width, region->length,
-                               region->angleZ};
+  const Region2d<double> plane{region->x, region->y, region->width, region->length, region->angleZ};
   const zPoint64f tolerance2d = tolerance ? zPoint64f{tolerance->x, tolerance->y} : zPoint64f{};
   Rect2d<int> rect;
-  GetRegionPixel(columns, rows, zPoint64f{offset.x, offset.y}, zPoint64f{scale.x, scale.y},
-                 &plane, &rect, tolerance ? &tolerance2d : nullptr, clip, 1);
+  GetRegionPixel(columns, rows, zPoint64f{offset.x, offset.y}, zPoint64f{scale.x, scale.y}, &plane,
+                 &rect, tolerance ? &tolerance2d : nullptr, clip, 1);
   const Span z = ToSpanEnds(region->z - region->height / 2, region->z + region->height / 2,
                             offset.z, scale.z, tolerance ? &tolerance->z : nullptr);
   out->x = rect.x;
@@ -221,8 +224,8 @@ void GetRegionPixel(unsigned long long columns, unsigned long long rows, zPoint3
   }
 }
 
-void GetRegionPixel(const SurfaceInputData& data, const Region3d<double>* region,
-                    Rect3d<int>* out, const zPoint3d64f* tolerance, int clip) {
+void GetRegionPixel(const SurfaceInputData& data, const Region3d<double>* region, Rect3d<int>* out,
+                    const zPoint3d64f* tolerance, int clip) {
   GetRegionPixel(data.width, data.length, data.offset, data.scale, region, out, tolerance, clip);
 }
 

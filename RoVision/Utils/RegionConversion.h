@@ -9,7 +9,8 @@
 //                                            v <= 0: k - 1 if k - 1 > v - e, else k.
 //   tolerant floor of v:                     v > 0: k + 1 if v + e > k + 1, else k;
 //                                            v <= 0: k if v + e > k, else k - 1.
-// (With a tolerance of exactly 0 these exclude a sample that lies exactly on the range's end.)
+// (With a tolerance of exactly 0 they exclude a sample lying exactly on the range's start at a
+// positive position, or on its end at a negative one.)
 // Clipping to n samples: a first index beyond n - 1 leaves nothing; a negative first index is
 // moved to 0 and the count shortened by as much; a range past the end is cut at n.
 // Indices outside the 32-bit range are clamped to it.
@@ -60,18 +61,15 @@ RO_API void GetRegionXZPixel(unsigned long long count, zPoint64f offset, zPoint6
 // counts are 0 when either axis is empty.
 RO_API void GetRegionPixel(unsigned long long columns, unsigned long long rows, zPoint64f offset,
                            zPoint64f scale, const Region2d<double>* region, Rect2d<int>* out,
-                           const zPoint64f* tolerance = nullptr, int clip = 1,
-                           int centerStyle = 1);
+                           const zPoint64f* tolerance = nullptr, int clip = 1, int centerStyle = 1);
 
 // A centre-style 3D region: X and Y as the 2D form, Z unclipped. When any of the three counts
 // is not positive, all three are 0.
-RO_API void GetRegionPixel(unsigned long long columns, unsigned long long rows,
-                           zPoint3d64f offset, zPoint3d64f scale, const Region3d<double>* region,
-                           Rect3d<int>* out, const zPoint3d64f* tolerance = nullptr,
-                           int clip = 1);
+RO_API void GetRegionPixel(unsigned long long columns, unsigned long long rows, zPoint3d64f offset,
+                           zPoint3d64f scale, const Region3d<double>* region, Rect3d<int>* out,
+                           const zPoint3d64f* tolerance = nullptr, int clip = 1);
 RO_API void GetRegionPixel(const SurfaceInputData& data, const Region3d<double>* region,
-                           Rect3d<int>* out, const zPoint3d64f* tolerance = nullptr,
-                           int clip = 1);
+                           Rect3d<int>* out, const zPoint3d64f* tolerance = nullptr, int clip = 1);
 
 }  // namespace Vision
 }  // namespace Ro

@@ -8,13 +8,20 @@ namespace Ty {
 
 const char* StatusText(zStatus status) {
   switch (status) {
-    case 1: return "success";
-    case 0: return "failure";
-    case -997: return "invalid argument";
-    case -996: return "not supported";
-    case -984: return "incompatible data";
-    case -988: return "aborted";
-    default: return zStatus_Name(status);
+    case 1:
+      return "success";
+    case 0:
+      return "failure";
+    case -997:
+      return "invalid argument";
+    case -996:
+      return "not supported";
+    case -984:
+      return "incompatible data";
+    case -988:
+      return "aborted";
+    default:
+      return zStatus_Name(status);
   }
 }
 

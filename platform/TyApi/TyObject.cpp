@@ -20,7 +20,9 @@ Object<void*>::Object(const Object& other) {
   handle_ = other.handle_;
 }
 
-Object<void*>::~Object() { zObject_Destroy(handle_); }
+Object<void*>::~Object() {
+  zObject_Destroy(handle_);
+}
 
 Object<void*>& Object<void*>::operator=(const Object& other) {
   if (this == &other) return *this;

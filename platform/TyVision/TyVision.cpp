@@ -41,10 +41,18 @@ const zClassInfo kDataMsg = {"TvDataMsg", &zapi::DeleteObject<DataMsg>};
 const zClassInfo kImageMsg = {"TvImageMsg", &zapi::DeleteObject<ImageMsg>};
 const zClassInfo kLineFeatureMsg = {"TvLineFeatureMsg", &zapi::DeleteObject<LineFeatureMsg>};
 
-SurfaceMsg* Surface(TvMsg msg) { return zapi::Cast<SurfaceMsg>(msg, &kSurfaceMsg); }
-DataMsg* Data(TvMsg msg) { return zapi::Cast<DataMsg>(msg, &kDataMsg); }
-ImageMsg* Image(TvMsg msg) { return zapi::Cast<ImageMsg>(msg, &kImageMsg); }
-LineFeatureMsg* LineFeature(TvMsg msg) { return zapi::Cast<LineFeatureMsg>(msg, &kLineFeatureMsg); }
+SurfaceMsg* Surface(TvMsg msg) {
+  return zapi::Cast<SurfaceMsg>(msg, &kSurfaceMsg);
+}
+DataMsg* Data(TvMsg msg) {
+  return zapi::Cast<DataMsg>(msg, &kDataMsg);
+}
+ImageMsg* Image(TvMsg msg) {
+  return zapi::Cast<ImageMsg>(msg, &kImageMsg);
+}
+LineFeatureMsg* LineFeature(TvMsg msg) {
+  return zapi::Cast<LineFeatureMsg>(msg, &kLineFeatureMsg);
+}
 
 // Builds a message object and hands it out only when all its parts were made.
 template <class T, class Fill>
@@ -189,9 +197,12 @@ zStatus TvDataMsg_SetScale(TvMsg msg, zPoint64f scale) {
 
 zType TvPixelFormat_Type(TvPixelFormat format) {
   switch (format) {
-    case TvPixelFormat_Mono8: return zTypeOf(z8u);
-    case TvPixelFormat_Mono16: return zTypeOf(z16u);
-    case TvPixelFormat_Rgb8: return zTypeOf(zRgb24);
+    case TvPixelFormat_Mono8:
+      return zTypeOf(z8u);
+    case TvPixelFormat_Mono16:
+      return zTypeOf(z16u);
+    case TvPixelFormat_Rgb8:
+      return zTypeOf(zRgb24);
   }
   return nullptr;
 }

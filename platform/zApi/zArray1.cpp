@@ -10,7 +10,9 @@ using zapi::Buffer;
 const zClassInfo zClassInfo_zArray1 = {"zArray1", &zapi::DeleteObject<Buffer>};
 
 namespace {
-Buffer* Get(zArray1 array) { return AsBuffer(array, &zClassInfo_zArray1); }
+Buffer* Get(zArray1 array) {
+  return AsBuffer(array, &zClassInfo_zArray1);
+}
 }  // namespace
 
 zStatus zArray1_Construct(zArray1* array, zType type, zSize length, zAlloc alloc) {
@@ -22,9 +24,15 @@ zStatus zArray1_Clone(zArray1 src, zAlloc alloc, zArray1* array) {
   return zapi::BufferClone(&zClassInfo_zArray1, Get(src), alloc, array);
 }
 
-zType zArray1_ItemType(zArray1 array) { return array ? Get(array)->type : nullptr; }
-zSize zArray1_Length(zArray1 array) { return array ? Get(array)->cols : 0; }
-void* zArray1_Data(zArray1 array) { return array ? Get(array)->data : nullptr; }
+zType zArray1_ItemType(zArray1 array) {
+  return array ? Get(array)->type : nullptr;
+}
+zSize zArray1_Length(zArray1 array) {
+  return array ? Get(array)->cols : 0;
+}
+void* zArray1_Data(zArray1 array) {
+  return array ? Get(array)->data : nullptr;
+}
 
 void* zArray1_At(zArray1 array, zSize i) {
   Buffer* buffer = Get(array);

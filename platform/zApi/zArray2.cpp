@@ -8,7 +8,9 @@ using zapi::Buffer;
 const zClassInfo zClassInfo_zArray2 = {"zArray2", &zapi::DeleteObject<Buffer>};
 
 namespace {
-Buffer* Get(zArray2 array) { return AsBuffer(array, &zClassInfo_zArray2); }
+Buffer* Get(zArray2 array) {
+  return AsBuffer(array, &zClassInfo_zArray2);
+}
 }  // namespace
 
 zStatus zArray2_Construct(zArray2* array, zType type, zSize rows, zSize columns, zAlloc alloc) {
@@ -20,7 +22,9 @@ zStatus zArray2_Clone(zArray2 src, zAlloc alloc, zArray2* array) {
   return zapi::BufferClone(&zClassInfo_zArray2, Get(src), alloc, array);
 }
 
-zType zArray2_ItemType(zArray2 array) { return array ? Get(array)->type : nullptr; }
+zType zArray2_ItemType(zArray2 array) {
+  return array ? Get(array)->type : nullptr;
+}
 
 zSize zArray2_Length(zArray2 array, zSize dimension) {
   if (!array) return 0;
@@ -29,9 +33,15 @@ zSize zArray2_Length(zArray2 array, zSize dimension) {
   return 0;
 }
 
-zSize zArray2_Rows(zArray2 array) { return array ? Get(array)->rows : 0; }
-zSize zArray2_Columns(zArray2 array) { return array ? Get(array)->cols : 0; }
-void* zArray2_Data(zArray2 array) { return array ? Get(array)->data : nullptr; }
+zSize zArray2_Rows(zArray2 array) {
+  return array ? Get(array)->rows : 0;
+}
+zSize zArray2_Columns(zArray2 array) {
+  return array ? Get(array)->cols : 0;
+}
+void* zArray2_Data(zArray2 array) {
+  return array ? Get(array)->data : nullptr;
+}
 
 void* zArray2_Row(zArray2 array, zSize row) {
   Buffer* buffer = Get(array);

@@ -11,7 +11,9 @@ const zClassInfo zClassInfo_zArrayList = {"zArrayList", &zapi::DeleteObject<Buff
 
 namespace {
 
-Buffer* Get(zArrayList list) { return AsBuffer(list, &zClassInfo_zArrayList); }
+Buffer* Get(zArrayList list) {
+  return AsBuffer(list, &zClassInfo_zArrayList);
+}
 
 // Grows geometrically so that appending n items one by one costs O(n).
 zStatus Grow(Buffer* buffer, zSize needed) {
@@ -32,10 +34,18 @@ zStatus zArrayList_Clone(zArrayList src, zAlloc alloc, zArrayList* list) {
   return zapi::BufferClone(&zClassInfo_zArrayList, Get(src), alloc, list);
 }
 
-zType zArrayList_ItemType(zArrayList list) { return list ? Get(list)->type : nullptr; }
-zSize zArrayList_Count(zArrayList list) { return list ? Get(list)->cols : 0; }
-zSize zArrayList_Capacity(zArrayList list) { return list ? Get(list)->capacity : 0; }
-void* zArrayList_Data(zArrayList list) { return list ? Get(list)->data : nullptr; }
+zType zArrayList_ItemType(zArrayList list) {
+  return list ? Get(list)->type : nullptr;
+}
+zSize zArrayList_Count(zArrayList list) {
+  return list ? Get(list)->cols : 0;
+}
+zSize zArrayList_Capacity(zArrayList list) {
+  return list ? Get(list)->capacity : 0;
+}
+void* zArrayList_Data(zArrayList list) {
+  return list ? Get(list)->data : nullptr;
+}
 
 void* zArrayList_At(zArrayList list, zSize i) {
   Buffer* buffer = Get(list);

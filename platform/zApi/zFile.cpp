@@ -33,9 +33,8 @@ zStatus zFile_Load(const char* path, zAlloc alloc, zArray1* bytes) {
   zArray1 array = nullptr;
   zStatus status = zArray1_Construct(&array, zTypeOf(z8u), static_cast<zSize>(length), alloc);
   if (status != zOK) return status;
-  if (length > 0 &&
-      std::fread(zArray1_Data(array), 1, static_cast<zSize>(length), raw) !=
-          static_cast<zSize>(length)) {
+  if (length > 0 && std::fread(zArray1_Data(array), 1, static_cast<zSize>(length), raw) !=
+                        static_cast<zSize>(length)) {
     zObject_Destroy(array);
     return zERROR_FILE;
   }

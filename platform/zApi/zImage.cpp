@@ -12,7 +12,9 @@ using zapi::Buffer;
 const zClassInfo zClassInfo_zImage = {"zImage", &zapi::DeleteObject<Buffer>};
 
 namespace {
-Buffer* Get(zImage image) { return AsBuffer(image, &zClassInfo_zImage); }
+Buffer* Get(zImage image) {
+  return AsBuffer(image, &zClassInfo_zImage);
+}
 }  // namespace
 
 zStatus zImage_Construct(zImage* image, zType type, zSize width, zSize height, zAlloc alloc) {
@@ -24,11 +26,21 @@ zStatus zImage_Clone(zImage src, zAlloc alloc, zImage* image) {
   return zapi::BufferClone(&zClassInfo_zImage, Get(src), alloc, image);
 }
 
-zType zImage_PixelType(zImage image) { return image ? Get(image)->type : nullptr; }
-zSize zImage_Width(zImage image) { return image ? Get(image)->cols : 0; }
-zSize zImage_Height(zImage image) { return image ? Get(image)->rows : 0; }
-zSize zImage_Stride(zImage image) { return image ? Get(image)->RowBytes() : 0; }
-void* zImage_Data(zImage image) { return image ? Get(image)->data : nullptr; }
+zType zImage_PixelType(zImage image) {
+  return image ? Get(image)->type : nullptr;
+}
+zSize zImage_Width(zImage image) {
+  return image ? Get(image)->cols : 0;
+}
+zSize zImage_Height(zImage image) {
+  return image ? Get(image)->rows : 0;
+}
+zSize zImage_Stride(zImage image) {
+  return image ? Get(image)->RowBytes() : 0;
+}
+void* zImage_Data(zImage image) {
+  return image ? Get(image)->data : nullptr;
+}
 
 void* zImage_Row(zImage image, zSize y) {
   Buffer* buffer = Get(image);

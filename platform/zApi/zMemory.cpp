@@ -23,7 +23,9 @@ const zClassInfo zClassInfo_zMemory = {"zMemory", &zapi::DeleteObject<Memory>};
 
 namespace {
 
-Memory* Get(zMemory memory) { return zapi::Cast<Memory>(memory, &zClassInfo_zMemory); }
+Memory* Get(zMemory memory) {
+  return zapi::Cast<Memory>(memory, &zClassInfo_zMemory);
+}
 
 zStatus Reserve(Memory* m, zSize needed) {
   if (needed <= m->capacity) return zOK;

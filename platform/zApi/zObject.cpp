@@ -25,7 +25,9 @@ zClass zObject_Class(zObject object) {
   return object ? static_cast<zObjectHeader*>(object)->cls : nullptr;
 }
 
-const char* zClass_Name(zClass cls) { return cls ? cls->name : "(null)"; }
+const char* zClass_Name(zClass cls) {
+  return cls ? cls->name : "(null)";
+}
 
 zAlloc zObject_Allocator(zObject object) {
   return object ? static_cast<zObjectHeader*>(object)->alloc : nullptr;

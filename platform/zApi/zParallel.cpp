@@ -42,7 +42,9 @@ Pool* Resolve(zThreadPool pool) {
 
 }  // namespace
 
-zThreadPool zThreadPool_Default(void) { return DefaultPool(); }
+zThreadPool zThreadPool_Default(void) {
+  return DefaultPool();
+}
 
 zStatus zThreadPool_Construct(zThreadPool* pool, zSize taskCount, zAlloc alloc) {
   if (!pool) return zERROR_PARAMETER;
@@ -92,8 +94,12 @@ zStatus zParallel_Execute(zParallelWorker worker, void* context, zThreadPool poo
   return zOK;
 }
 
-zSize zParallelArgs_Index(const zParallelArgs* args) { return args ? args->index : 0; }
-zSize zParallelArgs_Count(const zParallelArgs* args) { return args ? args->count : 1; }
+zSize zParallelArgs_Index(const zParallelArgs* args) {
+  return args ? args->index : 0;
+}
+zSize zParallelArgs_Count(const zParallelArgs* args) {
+  return args ? args->count : 1;
+}
 
 namespace {
 zSize ShareStart(zSize index, zSize tasks, zSize count) {

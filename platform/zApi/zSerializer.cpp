@@ -20,7 +20,9 @@ const zClassInfo zClassInfo_zSerializer = {"zSerializer", &zapi::DeleteObject<Se
 
 namespace {
 
-Serializer* Get(zSerializer s) { return zapi::Cast<Serializer>(s, &zClassInfo_zSerializer); }
+Serializer* Get(zSerializer s) {
+  return zapi::Cast<Serializer>(s, &zClassInfo_zSerializer);
+}
 
 // Values are stored little-endian; the hosts we build for are little-endian, so the bytes are
 // copied as they are.
@@ -71,25 +73,59 @@ zStatus zSerializer_Construct(zSerializer* serializer, zMemory stream, zAlloc al
   return zOK;
 }
 
-zStatus zSerializer_BeginWrite(zSerializer s, zType t) { return Begin(s, t, Mode::kWriting); }
-zStatus zSerializer_EndWrite(zSerializer s) { return End(s, Mode::kWriting); }
-zStatus zSerializer_BeginRead(zSerializer s, zType t) { return Begin(s, t, Mode::kReading); }
-zStatus zSerializer_EndRead(zSerializer s) { return End(s, Mode::kReading); }
+zStatus zSerializer_BeginWrite(zSerializer s, zType t) {
+  return Begin(s, t, Mode::kWriting);
+}
+zStatus zSerializer_EndWrite(zSerializer s) {
+  return End(s, Mode::kWriting);
+}
+zStatus zSerializer_BeginRead(zSerializer s, zType t) {
+  return Begin(s, t, Mode::kReading);
+}
+zStatus zSerializer_EndRead(zSerializer s) {
+  return End(s, Mode::kReading);
+}
 
-zStatus zSerializer_Write8u(zSerializer s, z8u v) { return Write(s, &v, sizeof v); }
-zStatus zSerializer_Write16u(zSerializer s, z16u v) { return Write(s, &v, sizeof v); }
-zStatus zSerializer_Write16s(zSerializer s, z16s v) { return Write(s, &v, sizeof v); }
-zStatus zSerializer_Write32u(zSerializer s, z32u v) { return Write(s, &v, sizeof v); }
-zStatus zSerializer_Write32s(zSerializer s, z32s v) { return Write(s, &v, sizeof v); }
-zStatus zSerializer_Write64f(zSerializer s, z64f v) { return Write(s, &v, sizeof v); }
+zStatus zSerializer_Write8u(zSerializer s, z8u v) {
+  return Write(s, &v, sizeof v);
+}
+zStatus zSerializer_Write16u(zSerializer s, z16u v) {
+  return Write(s, &v, sizeof v);
+}
+zStatus zSerializer_Write16s(zSerializer s, z16s v) {
+  return Write(s, &v, sizeof v);
+}
+zStatus zSerializer_Write32u(zSerializer s, z32u v) {
+  return Write(s, &v, sizeof v);
+}
+zStatus zSerializer_Write32s(zSerializer s, z32s v) {
+  return Write(s, &v, sizeof v);
+}
+zStatus zSerializer_Write64f(zSerializer s, z64f v) {
+  return Write(s, &v, sizeof v);
+}
 zStatus zSerializer_WriteBytes(zSerializer s, const void* d, zSize n) {
   if (!d && n > 0) return zERROR_PARAMETER;
   return Write(s, d, n);
 }
-zStatus zSerializer_Read8u(zSerializer s, z8u* v) { return Read(s, v, sizeof *v); }
-zStatus zSerializer_Read16u(zSerializer s, z16u* v) { return Read(s, v, sizeof *v); }
-zStatus zSerializer_Read16s(zSerializer s, z16s* v) { return Read(s, v, sizeof *v); }
-zStatus zSerializer_Read32u(zSerializer s, z32u* v) { return Read(s, v, sizeof *v); }
-zStatus zSerializer_Read32s(zSerializer s, z32s* v) { return Read(s, v, sizeof *v); }
-zStatus zSerializer_Read64f(zSerializer s, z64f* v) { return Read(s, v, sizeof *v); }
-zStatus zSerializer_ReadBytes(zSerializer s, void* d, zSize n) { return Read(s, d, n); }
+zStatus zSerializer_Read8u(zSerializer s, z8u* v) {
+  return Read(s, v, sizeof *v);
+}
+zStatus zSerializer_Read16u(zSerializer s, z16u* v) {
+  return Read(s, v, sizeof *v);
+}
+zStatus zSerializer_Read16s(zSerializer s, z16s* v) {
+  return Read(s, v, sizeof *v);
+}
+zStatus zSerializer_Read32u(zSerializer s, z32u* v) {
+  return Read(s, v, sizeof *v);
+}
+zStatus zSerializer_Read32s(zSerializer s, z32s* v) {
+  return Read(s, v, sizeof *v);
+}
+zStatus zSerializer_Read64f(zSerializer s, z64f* v) {
+  return Read(s, v, sizeof *v);
+}
+zStatus zSerializer_ReadBytes(zSerializer s, void* d, zSize n) {
+  return Read(s, d, n);
+}

@@ -25,22 +25,38 @@ Z_DEFINE_TYPE(zPlane3d64f);
 Z_DEFINE_TYPE(zRgb24);
 Z_DEFINE_TYPE(zArgb);
 
-zSize zType_Size(zType type) { return type ? type->size : 0; }
-const char* zType_Name(zType type) { return type ? type->name : "(null)"; }
+zSize zType_Size(zType type) {
+  return type ? type->size : 0;
+}
+const char* zType_Name(zType type) {
+  return type ? type->name : "(null)";
+}
 
 const char* zStatus_Name(zStatus status) {
   switch (status) {
-    case zOK: return "success";
-    case zERROR_PARAMETER: return "invalid argument";
-    case zERROR_MEMORY: return "out of memory";
-    case zERROR_NOT_FOUND: return "not found";
-    case zERROR_FORMAT: return "bad format";
-    case zERROR_FILE: return "file error";
-    case zERROR_END_OF_STREAM: return "end of stream";
-    case zERROR_TYPE: return "wrong item type";
-    case zERROR_STATE: return "wrong state";
-    case zERROR_SINGULAR: return "singular matrix";
-    case zERROR_ABORTED: return "aborted";
-    default: return "unknown";
+    case zOK:
+      return "success";
+    case zERROR_PARAMETER:
+      return "invalid argument";
+    case zERROR_MEMORY:
+      return "out of memory";
+    case zERROR_NOT_FOUND:
+      return "not found";
+    case zERROR_FORMAT:
+      return "bad format";
+    case zERROR_FILE:
+      return "file error";
+    case zERROR_END_OF_STREAM:
+      return "end of stream";
+    case zERROR_TYPE:
+      return "wrong item type";
+    case zERROR_STATE:
+      return "wrong state";
+    case zERROR_SINGULAR:
+      return "singular matrix";
+    case zERROR_ABORTED:
+      return "aborted";
+    default:
+      return "unknown";
   }
 }

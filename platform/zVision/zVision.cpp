@@ -81,8 +81,8 @@ zStatus zS3dMath_Normalize64f(const zPoint3d64f* v, zPoint3d64f* out) {
 
 zStatus zNullMath_Median64f(z64f* values, zSize count, z64f* median) {
   if (!median || (!values && count > 0)) return zERROR_PARAMETER;
-  z64f* end = std::remove_if(values, values + count,
-                             [](z64f v) { return v == -DBL_MAX || std::isnan(v); });
+  z64f* end =
+      std::remove_if(values, values + count, [](z64f v) { return v == -DBL_MAX || std::isnan(v); });
   const zSize n = static_cast<zSize>(end - values);
   if (n == 0) {
     *median = -DBL_MAX;

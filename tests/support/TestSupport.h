@@ -80,19 +80,19 @@ std::vector<std::vector<T>> ReadArray2(void* array) {
 }  // namespace rotest
 
 // Expects `statement` to raise Ty::Exception with `status` (and the function name, when given).
-#define EXPECT_TY_STATUS(statement, status)                                              \
-  do {                                                                                   \
-    auto caught_ = ::rotest::CatchTy([&] { statement; });                                \
-    ASSERT_TRUE(caught_.has_value()) << #statement " did not throw";                     \
-    EXPECT_EQ(caught_->Status(), (status)) << caught_->what();                           \
+#define EXPECT_TY_STATUS(statement, status)                          \
+  do {                                                               \
+    auto caught_ = ::rotest::CatchTy([&] { statement; });            \
+    ASSERT_TRUE(caught_.has_value()) << #statement " did not throw"; \
+    EXPECT_EQ(caught_->Status(), (status)) << caught_->what();       \
   } while (0)
 
-#define EXPECT_TY_THROW(statement, status, function)                                     \
-  do {                                                                                   \
-    auto caught_ = ::rotest::CatchTy([&] { statement; });                                \
-    ASSERT_TRUE(caught_.has_value()) << #statement " did not throw";                     \
-    EXPECT_EQ(caught_->Status(), (status)) << caught_->what();                           \
-    EXPECT_EQ(caught_->Function(), std::string(function)) << caught_->what();            \
+#define EXPECT_TY_THROW(statement, status, function)                          \
+  do {                                                                        \
+    auto caught_ = ::rotest::CatchTy([&] { statement; });                     \
+    ASSERT_TRUE(caught_.has_value()) << #statement " did not throw";          \
+    EXPECT_EQ(caught_->Status(), (status)) << caught_->what();                \
+    EXPECT_EQ(caught_->Function(), std::string(function)) << caught_->what(); \
   } while (0)
 
 #endif

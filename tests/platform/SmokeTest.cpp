@@ -1,2 +1,0 @@
-#include "support/TestSupport.h"
-TEST(Smoke, Builds) { EXPECT_EQ(1, 1); }
