@@ -1,10 +1,11 @@
 #include "zParallel.h"
 
-#include <tbb/parallel_for.h>
-
 #include <exception>
+#include <functional>
 #include <thread>
 #include <vector>
+
+#include "zTaskQueueImpl.h"
 
 #include "zObjectImpl.h"
 
@@ -81,9 +82,7 @@ zStatus zParallel_Execute(zParallelWorker worker, void* context, zThreadPool poo
   if (tasks == 1) {
     run(0);
   } else {
-    // oneTBB runs nested parallel_for calls on the same workers without blocking them, and the
-    // calling thread executes tasks while it waits.
-    tbb::parallel_for(zSize(0), tasks, run);
+    zapi::TaskQueue::Instance().Run(tasks, run);
   }
   for (auto& error : errors) {
     if (error) std::rethrow_exception(error);
