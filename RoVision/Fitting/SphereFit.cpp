@@ -12,6 +12,10 @@ namespace Ro {
 namespace Vision {
 namespace {
 
+// Rounds of rejection when the caller sets no limit. A set that still changes after this many
+// rounds alternates between two states; the last fit is kept.
+constexpr std::size_t kRoundLimit = 100;
+
 struct Sphere {
   zPoint3d64f center;
   double radius;
@@ -79,22 +83,20 @@ void FitSphereKernel(const Site& site, int line, const zPoint3d64f* points, std:
     Throw(site, line, kNotSupported, "the points lie on a plane or a line");
   }
   const bool rejecting = outlierDistance != kNullDouble;
-  std::size_t keptCount = count;
-  for (std::size_t round = 0; rejecting && (maxRounds == 0 || round < maxRounds); ++round) {
-    std::vector<char> next = kept;
-    std::size_t rejected = 0;
+  const std::size_t rounds = maxRounds == 0 ? kRoundLimit : maxRounds;
+  for (std::size_t round = 0; rejecting && round < rounds; ++round) {
+    // Every point is judged again against the current sphere, so points that a first fit pulled
+    // by gross outliers rejected come back once the sphere has settled.
+    std::vector<char> next(count);
+    std::size_t nextCount = 0;
     for (std::size_t i = 0; i < count; ++i) {
-      if (kept[i] &&
-          std::fabs(Distance(points[i], sphere.center) - sphere.radius) > outlierDistance) {
-        next[i] = 0;
-        ++rejected;
-      }
+      next[i] = std::fabs(Distance(points[i], sphere.center) - sphere.radius) <= outlierDistance;
+      nextCount += next[i];
     }
-    if (rejected == 0 || keptCount - rejected < 4) break;
+    if (next == kept || nextCount < 4) break;
     Sphere refit{};
     if (!FitAlgebraicSphere(points, next, refit)) break;  // the rest is flat: keep the last fit
     kept.swap(next);
-    keptCount -= rejected;
     sphere = refit;
   }
   *center = sphere.center;

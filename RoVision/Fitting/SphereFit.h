@@ -13,11 +13,13 @@ namespace Ro {
 namespace Vision {
 
 // The algebraic least-squares sphere |p|^2 = 2 c . p + k (solved in coordinates centred on the
-// centroid and scaled to unit spread), radius sqrt(k + |c|^2). Then, round by round, every kept
-// point whose radial error | |p - center| - radius | is greater than `outlierDistance` (world
-// units) is rejected for good and the sphere is refitted, until a round rejects nothing. A round
-// that would leave fewer than 4 points is not applied. `outlierDistance` given as the double null
-// turns the rejection off (one plain fit).
+// centroid and scaled to unit spread), radius sqrt(k + |c|^2). Then, round by round, every point
+// is judged against the current sphere: it is kept when its radial error | |p - center| - radius |
+// is at most `outlierDistance` (world units), else rejected, and the sphere is refitted over the
+// kept points, until a round changes nothing (at most 100 rounds). A point rejected while gross
+// outliers pulled the first fit thus comes back later. A round that would keep fewer than 4
+// points, or only flat ones, is not applied. `outlierDistance` given as the double null turns the
+// rejection off (one plain fit).
 // Points with a NaN or infinite coordinate, or whose z is the double null, are not used. The
 // working copy of the points is made with `allocator` (null = the default allocator).
 // center and radius start at the double null. `outliers` and `inliers` (each may be null) are
@@ -33,7 +35,7 @@ RO_API void FitSphere(const zPoint3d64f* points, std::size_t count, zPoint3d64f*
 // `rect` (it must lie inside the surface) whose height is not -32768 and, when `mask` is given (a
 // zArray2 of z8u the size of the rectangle), whose mask byte is non-zero; a null mask means the
 // whole rectangle. Cells are taken row by row, left to right. `maxRounds` bounds the number of
-// reject-and-refit rounds (0 = until a round rejects nothing).
+// reject-and-refit rounds (0 = until a round changes nothing, at most 100).
 // Raises as the point overload (-996 at line 3277), and -997 for a rectangle outside the surface
 // or without cells, -996 when layer 0 is not a zArray2 of z16s, -984 for a mask of another type
 // or size.
