@@ -5,6 +5,12 @@
 #include "Algebra/LinearAlgebra.h"
 #include "Common/Common.h"
 #include "Common/alphanum.h"
+#include "Fitting/CircleFit.h"
+#include "Fitting/EllipseFit.h"
+#include "Fitting/LineFit.h"
+#include "Fitting/PlaneFit.h"
+#include "Fitting/PolynomialFit.h"
+#include "Fitting/SphereFit.h"
 #include "Utils/RegionConversion.h"
 #include "Utils/SurfaceData.h"
 
