@@ -4,6 +4,11 @@
 
 #include "Common/Common.h"
 #include "Common/alphanum.h"
+#include "Filter/ProfileFilter.h"
+#include "Filter/ProfileGaussian.h"
+#include "Filter/SurfaceDecimate.h"
+#include "Filter/SurfaceFillGap.h"
+#include "Filter/SurfaceFilter.h"
 #include "Utils/RegionConversion.h"
 #include "Utils/SurfaceData.h"
 
