@@ -84,7 +84,11 @@ template <class Sum, bool Fast>
 class SeparableAverage {
  public:
   SeparableAverage(WorkRows<Sum> work, std::size_t columns, std::size_t halfX, bool keepNulls)
-      : w_(work), columns_(columns), halfX_(halfX), keepNulls_(keepNulls) {}
+      : w_(work), columns_(columns), halfX_(halfX), keepNulls_(keepNulls) {
+#if defined(RO_SURFACE_AVERAGE_AVX2)
+    avx2_ = sa::HasAvx2();
+#endif
+  }
 
   // The row pass: the window means of one row. A half window of 0 is the identity.
   void RowMeans(const short* in, short* out) {
@@ -95,12 +99,10 @@ class SeparableAverage {
     using P = typename Prefix<Sum>::type;
     P* ps = w_.prefixSum;
     P* pc = w_.prefixCount;
-    ps[0] = 0;
-    pc[0] = 0;
-    for (std::size_t j = 0; j < columns_; ++j) {
-      const bool present = in[j] != sa::kNull;
-      ps[j + 1] = ps[j] + (present ? static_cast<P>(in[j]) : P(0));
-      pc[j + 1] = pc[j] + (present ? P(1) : P(0));
+    if constexpr (Fast) {
+      sa::PrefixFast(in, ps, pc, columns_);
+    } else {
+      sa::PrefixPlain(in, ps, pc, columns_);
     }
     // Window of column k: [k - halfX, k + halfX] cut to the row. Columns whose window is cut
     // are done one by one, the others (begin <= k < end) in one stretch.
@@ -118,8 +120,8 @@ class SeparableAverage {
     if (n == 0) {
       // Every window is cut.
     } else if constexpr (Fast) {
-      sa::DifferenceFast(ps + begin + halfX_ + 1, ps + begin - halfX_, w_.rowSum + begin, n);
-      sa::DifferenceFast(pc + begin + halfX_ + 1, pc + begin - halfX_, w_.rowCount + begin, n);
+      Difference(ps + begin + halfX_ + 1, ps + begin - halfX_, w_.rowSum + begin, n);
+      Difference(pc + begin + halfX_ + 1, pc + begin - halfX_, w_.rowCount + begin, n);
     } else {
       for (std::size_t k = begin; k < end; ++k) {
         w_.rowSum[k] = static_cast<Sum>(ps[k + halfX_ + 1] - ps[k - halfX_]);
@@ -131,6 +133,9 @@ class SeparableAverage {
 
   void AddColumn(const short* row, bool add) {
     if constexpr (Fast) {
+#if defined(RO_SURFACE_AVERAGE_AVX2)
+      if (avx2_) return sa::AccumulateAvx2(w_.columnSum, w_.columnCount, row, columns_, add);
+#endif
       sa::AccumulateFast(w_.columnSum, w_.columnCount, row, columns_, add);
     } else {
       sa::AccumulatePlain(w_.columnSum, w_.columnCount, row, columns_, add);
@@ -144,13 +149,25 @@ class SeparableAverage {
  private:
   void WriteMeans(const Sum* sum, const Sum* count, const short* own, short* out) {
     if constexpr (Fast) {
+#if defined(RO_SURFACE_AVERAGE_AVX2)
+      if (avx2_) return sa::WriteMeansAvx2(sum, count, own, out, columns_, keepNulls_);
+#endif
       sa::WriteMeansFast(sum, count, own, out, columns_, keepNulls_);
     } else {
       sa::WriteMeansPlain(sum, count, own, out, columns_, keepNulls_);
     }
   }
 
+  void Difference(const std::uint32_t* hi, const std::uint32_t* lo, std::int32_t* out,
+                  std::size_t n) {
+#if defined(RO_SURFACE_AVERAGE_AVX2)
+    if (avx2_) return sa::DifferenceAvx2(hi, lo, out, n);
+#endif
+    sa::DifferenceFast(hi, lo, out, n);
+  }
+
   WorkRows<Sum> w_;
+  bool avx2_ = false;
   std::size_t columns_;
   std::size_t halfX_;
   bool keepNulls_;
