@@ -258,7 +258,9 @@ TEST(SurfaceAverageKernel, FastPrefixAndDifferenceMatchPlain) {
     sa::DifferenceFast(sums.data() + 15, sums.data(), fast.data(), n - 15);
     sa::DifferencePlain(sums.data() + 15, sums.data(), plain.data(), n - 15);
     EXPECT_EQ(fast, plain);
-    if (n == 70000) EXPECT_EQ(plain.back(), 15 * 32767);
+    if (n == 70000) {
+      EXPECT_EQ(plain.back(), 15 * 32767);
+    }
 #if defined(RO_SURFACE_AVERAGE_AVX2)
     if (sa::HasAvx2()) {
       sa::DifferenceAvx2(sums.data() + 15, sums.data(), fast.data(), n - 15);
