@@ -5,6 +5,7 @@
 
 #include <zApi/zMem.h>
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -22,7 +23,7 @@ constexpr unsigned char kNullIntensity = GetNull<unsigned char>();
 
 // Half away from zero: add 0.5 when positive, else subtract 0.5, then truncate toward zero.
 inline double RoundHalfAway(double value) {
-  return static_cast<double>(static_cast<long long>(value >= 0 ? value + 0.5 : value - 0.5));
+  return std::trunc(value >= 0 ? value + 0.5 : value - 0.5);
 }
 
 // True when the byte ranges [a, a + bytes) and [b, b + bytes) share a byte.
