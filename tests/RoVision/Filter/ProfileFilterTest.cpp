@@ -323,7 +323,7 @@ TEST_F(ProfileGaussianTest, SmoothsHeightsAndIntensitiesWithTheHeightsWeights) {
     const double centre = 1 / (1 + 2 * side);
     const auto intensity = [](double v) { return static_cast<unsigned char>(v + 0.5); };
     const std::vector<unsigned char> expected = {
-        intensity((10 + 20 * side) / (1 + side)), intensity(10 * side + 20 * centre + 30 * side),
+        intensity((10 + 20 * side) / (1 + side)), intensity((10 * side + 20 + 30 * side) * centre),
         intensity((20 * side + 30) / (1 + side)),  // the null height's slot is dropped
         keep ? static_cast<unsigned char>(255) : intensity((30 + 40) * 0.5), intensity(40)};
     EXPECT_EQ(Read<unsigned char>(outIntensities), expected) << keep;
