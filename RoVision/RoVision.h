@@ -3,8 +3,15 @@
 #define ROVISION_ROVISION_H
 
 #include "Algebra/LinearAlgebra.h"
+#include "Alignment/Anchor.h"
+#include "Alignment/RefFrame.h"
 #include "Common/Common.h"
 #include "Common/alphanum.h"
+#include "Geometry/FeatureLine.h"
+#include "Geometry/LinePlaneIntersection.h"
+#include "Geometry/PolygonContainment.h"
+#include "Geometry/SectorContainment.h"
+#include "Geometry/ShapeConversion.h"
 #include "Utils/RegionConversion.h"
 #include "Utils/SurfaceData.h"
 
