@@ -5,9 +5,10 @@
 // with the anchor angle and both offsets set, a reference point (u, w) becomes
 //   (u cos a - w sin a + offset_u,  u sin a + w cos a + offset_w);
 // otherwise each offset that is set is added to its coordinate and nothing turns. The 2D forms
-// use the anchor's x, y and rz; the XZ forms its x, z and ry. A region's own angle grows by rz in
-// 2D but shrinks by ry in XZ: a right-handed turn about y carries x away from z, the opposite of
-// the XZ plane's angle, which runs from x toward z.
+// use the anchor's x, y and rz; the XZ forms its x, z and ry, with the same formula (the point
+// turns from +x toward +z). A region's own angle grows by rz in 2D but shrinks by ry in XZ. That
+// sign flip is deliberate and kept for compatibility (a right-handed turn about y carries +x
+// toward -z); it means that in XZ the reference point and the region's angle turn opposite ways.
 //
 // 3D forms go through the RefFrame of CreateAnchorTransform: reference points (a region's or
 // sector's centre, polygon corners, point sets) are mapped by it (the inverse forms by its

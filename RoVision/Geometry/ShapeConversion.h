@@ -49,9 +49,9 @@ RO_API void ExtractPolygonFromRect(const RegionXZ<double>& region,
                                    std::vector<PointXZ<double>>* out);
 
 // The plane motion that AnchorRegion applies to an XZ region for an anchor at x = offset.x,
-// z = offset.y turned by ry = angle: the reference point turns about the origin by `angle` and
-// then shifts by the offset (only shifts when the angle is unset), and the region's angle
-// decreases by `angle`. Unset components do not act.
+// z = offset.y turned by ry = angle: the reference point turns about the origin by `angle` (from
+// +x toward +z) and then shifts by the offset (it only shifts when the angle is unset), and the
+// region's own angle decreases by `angle`. Unset components do not act.
 RO_API RegionXZ<double> TransformRegionXZ(const RegionXZ<double>& region, zPoint64f offset,
                                           double angle);
 

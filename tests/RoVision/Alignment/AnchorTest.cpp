@@ -1,5 +1,6 @@
 #include <RoVision/Alignment/Anchor.h>
 #include <RoVision/Geometry/SectorContainment.h>
+#include <RoVision/Geometry/ShapeConversion.h>
 #include <gtest/gtest.h>
 #include <support/TestSupport.h>
 
@@ -205,6 +206,23 @@ TEST(AnchorPolygon, CornersMoveAsRegionPoints) {
   rv::AnchorPolygon(a, rv::kRotationOrderXYZ, poly3, &out3);
   ASSERT_EQ(out3.size(), 2u);
   ExpectPointNear(out3[1], ReferenceAnchorMap(a, 0, poly3[1]));
+}
+
+TEST(AnchorPolygon, PlaneRegionAndItsCornersMoveTogether) {
+  // Anchoring a rectangle's corner polygon gives the corner polygon of the anchored rectangle.
+  const rv::Anchor a = MakeAnchor(3, -4, kNull, kNull, kNull, 40);
+  const rv::Region2d<double> region = Region2(1, 2, 15);
+  std::vector<rv::Point2d<double>> corners, anchoredCorners;
+  rv::ExtractPolygonFromRect(region, &corners);
+  rv::AnchorPolygon(a, corners, &corners);
+  rv::Region2d<double> anchored;
+  rv::AnchorRegion(a, region, &anchored);
+  rv::ExtractPolygonFromRect(anchored, &anchoredCorners);
+  ASSERT_EQ(corners.size(), 4u);
+  for (size_t i = 0; i < corners.size(); ++i) {
+    EXPECT_NEAR(corners[i].x, anchoredCorners[i].x, kTolerance) << i;
+    EXPECT_NEAR(corners[i].y, anchoredCorners[i].y, kTolerance) << i;
+  }
 }
 
 TEST(AnchorPointSetRegion, MapsEveryPointByTheAnchorTransform) {
