@@ -3,6 +3,8 @@
 #define ROVISION_ROVISION_H
 
 #include "Algebra/LinearAlgebra.h"
+#include "Alignment/Anchor.h"
+#include "Alignment/RefFrame.h"
 #include "Common/Common.h"
 #include "Common/alphanum.h"
 #include "Filter/ProfileFilter.h"
@@ -16,6 +18,11 @@
 #include "Fitting/PlaneFit.h"
 #include "Fitting/PolynomialFit.h"
 #include "Fitting/SphereFit.h"
+#include "Geometry/FeatureLine.h"
+#include "Geometry/LinePlaneIntersection.h"
+#include "Geometry/PolygonContainment.h"
+#include "Geometry/SectorContainment.h"
+#include "Geometry/ShapeConversion.h"
 #include "Utils/RegionConversion.h"
 #include "Utils/SurfaceData.h"
 
