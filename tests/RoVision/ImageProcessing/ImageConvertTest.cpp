@@ -43,8 +43,8 @@ TEST_F(ImageConvert, AddBordersShiftsByBytesAndFillsWithTheMinimum) {
 }
 
 TEST_F(ImageConvert, FillsWriteEveryPixelAndMinimaPerType) {
-  Ty::Object<void*> points = MakeImage<zPoint3d16s>({{{1, 2, 3}, {4, 5, 6}}, {{7, 8, 9}, {0, 0, 0}}},
-                                                    alloc_);
+  Ty::Object<void*> points =
+      MakeImage<zPoint3d16s>({{{1, 2, 3}, {4, 5, 6}}, {{7, 8, 9}, {0, 0, 0}}}, alloc_);
   ImageFillMin(points);
   for (const auto& row : ReadImage<zPoint3d16s>(points)) {
     for (const auto& p : row) EXPECT_TRUE(p.x == N && p.y == N && p.z == N);
@@ -140,16 +140,17 @@ TEST_F(ImageConvert, ScalingTo8bitAndMasks) {
 }
 
 TEST_F(ImageConvert, GradientsAreCentralDifferencesWithNullNeighbours) {
-  Ty::Object<void*> heights = MakeImage<z16s>({{1, 2, 4, 8}, {2, 4, N, 16}, {3, 6, 12, 24}}, alloc_);
+  Ty::Object<void*> heights =
+      MakeImage<z16s>({{1, 2, 4, 8}, {2, 4, N, 16}, {3, 6, 12, 24}}, alloc_);
   Ty::Object<void*> gx;
   Ty::Object<void*> gy;
   ImageComputeGradients(heights, gx, gy, alloc_);
-  EXPECT_EQ(ReadImage<z64f>(gx), (std::vector<std::vector<double>>{{kNull, 1.5, 3, kNull},
-                                                                   {kNull, kNull, 6, kNull},
-                                                                   {kNull, 4.5, 9, kNull}}));
-  EXPECT_EQ(ReadImage<z64f>(gy), (std::vector<std::vector<double>>{{kNull, kNull, kNull, kNull},
-                                                                   {1, 2, 4, 8},
-                                                                   {kNull, kNull, kNull, kNull}}));
+  EXPECT_EQ(ReadImage<z64f>(gx),
+            (std::vector<std::vector<double>>{
+                {kNull, 1.5, 3, kNull}, {kNull, kNull, 6, kNull}, {kNull, 4.5, 9, kNull}}));
+  EXPECT_EQ(ReadImage<z64f>(gy),
+            (std::vector<std::vector<double>>{
+                {kNull, kNull, kNull, kNull}, {1, 2, 4, 8}, {kNull, kNull, kNull, kNull}}));
 }
 
 TEST_F(ImageConvert, SurfaceItemsArraysAndImages) {
@@ -157,7 +158,8 @@ TEST_F(ImageConvert, SurfaceItemsArraysAndImages) {
   ASSERT_EQ(TvSurfaceMsg_Construct(&item, 3, 2, 1, 1, alloc_), zOK);
   Ty::Object<void*> itemHolder(item);
   const z16s heights[2][3] = {{N, 10, -20}, {30, 40, 50}};
-  for (zSize y = 0; y < 2; ++y) std::copy(heights[y], heights[y] + 3, TvSurfaceMsg_RangesRow(item, y));
+  for (zSize y = 0; y < 2; ++y)
+    std::copy(heights[y], heights[y] + 3, TvSurfaceMsg_RangesRow(item, y));
   static_cast<z8u*>(zArray2_Row(TvSurfaceMsg_Intensities(item), 1))[2] = 77;
   const auto signedMap = ReadImage<z16s>(Image16sFromItem(item, alloc_));
   ASSERT_EQ(signedMap.size(), 8u);

@@ -125,13 +125,12 @@ TEST_F(Median, MaxOnlyKeepsLocalMaximaAndPlateaus) {
   Ty::Object<void*> ramp = MakeImage<z64f>({{1, 2, 3, 4}, {1, 2, 3, 4}}, alloc_);
   Ty::Object<void*> dest = ImageConstructFrom(ramp, alloc_);
   ImageMaxOnlyToDest(ramp, dest, 0);
-  EXPECT_EQ(ReadImage<z64f>(dest), (std::vector<std::vector<double>>{{kNull, kNull, kNull, 4},
-                                                                     {kNull, kNull, kNull, 4}}));
+  EXPECT_EQ(ReadImage<z64f>(dest),
+            (std::vector<std::vector<double>>{{kNull, kNull, kNull, 4}, {kNull, kNull, kNull, 4}}));
   Ty::Object<void*> plateau = MakeImage<z64f>({{5, 5, 1}, {1, 2, 1}, {0, 0, 3}}, alloc_);
   ImageMaxOnlyToDest(plateau, dest, 0);  // resized to 3 x 3
-  EXPECT_EQ(ReadImage<z64f>(dest), (std::vector<std::vector<double>>{{5, 5, kNull},
-                                                                     {kNull, kNull, kNull},
-                                                                     {kNull, kNull, 3}}));
+  EXPECT_EQ(ReadImage<z64f>(dest), (std::vector<std::vector<double>>{
+                                       {5, 5, kNull}, {kNull, kNull, kNull}, {kNull, kNull, 3}}));
   // Other types get the median.
   Ty::Object<void*> heights = RandomImage<z16s>(7, 5, 3, 0.1, alloc_);
   Ty::Object<void*> median = ImageConstructFrom(heights, alloc_);
@@ -182,8 +181,7 @@ TEST_F(Blur, TwoRowImageAndTheOuterRingAreCopied) {
 }
 
 TEST_F(Blur, FloatSumsInSinglePrecisionRowByRow) {
-  const std::vector<std::vector<float>> rows = {
-      {1e8f, 1, 1}, {1, 1, 1}, {1, 1, -1e8f}};
+  const std::vector<std::vector<float>> rows = {{1e8f, 1, 1}, {1, 1, 1}, {1, 1, -1e8f}};
   float sum = 0;
   for (const auto& row : rows) {
     for (float v : row) sum += v;

@@ -150,18 +150,13 @@ TEST_F(Morphology, RepeatedFormsMatchOpenCvIterations) {
 }
 
 TEST_F(Morphology, ErodeToPeakLeavesOffAndIsolatedPixelsUnwritten) {
-  Ty::Object<void*> mask = MakeImage<z8u>({{0, 0, 0, 0, 0, 0},
-                                           {0, 7, 0, 0, 0, 0},
-                                           {0, 0, 0, 9, 8, 6},
-                                           {0, 0, 0, 9, 9, 5}},
-                                          alloc_);
+  Ty::Object<void*> mask = MakeImage<z8u>(
+      {{0, 0, 0, 0, 0, 0}, {0, 7, 0, 0, 0, 0}, {0, 0, 0, 9, 8, 6}, {0, 0, 0, 9, 9, 5}}, alloc_);
   // (1, 1) is isolated; row 1 holds an off pixel above row 2, and the last row replicates itself
   // below, so only (4, 3) and the truncated last column (5, 3) keep a non-zero minimum.
   EXPECT_EQ(ReadImage<z8u>(ImageErodeToPeak(mask, alloc_)),
-            (std::vector<std::vector<z8u>>{{0, 0, 0, 0, 0, 0},
-                                           {0, 0, 0, 0, 0, 0},
-                                           {0, 0, 0, 0, 0, 0},
-                                           {0, 0, 0, 0, 5, 5}}));
+            (std::vector<std::vector<z8u>>{
+                {0, 0, 0, 0, 0, 0}, {0, 0, 0, 0, 0, 0}, {0, 0, 0, 0, 0, 0}, {0, 0, 0, 0, 5, 5}}));
   // Heights: exactly the 3x3 minimum.
   Ty::Object<void*> heights = RandomImage<z16s>(9, 6, 2, 0.1, alloc_);
   EXPECT_EQ(ReadImage<z16s>(ImageErodeToPeak(heights, alloc_)),
@@ -213,19 +208,19 @@ void ExpectFastRowsEqualScalar() {
     }
     std::vector<T> fast(width + 1);
     std::vector<T> scalar(width + 1);
-    image::ExtremeRowFast<image::MinOp>(rows[0].data(), rows[1].data(), rows[2].data(),
-                                        fast.data(), width);
+    image::ExtremeRowFast<image::MinOp>(rows[0].data(), rows[1].data(), rows[2].data(), fast.data(),
+                                        width);
     image::ExtremeRowScalar<image::MinOp>(rows[0].data(), rows[1].data(), rows[2].data(),
                                           scalar.data(), width);
     EXPECT_EQ(fast, scalar) << "minimum, width " << width;
-    image::ExtremeRowFast<image::MaxOp>(rows[0].data(), rows[1].data(), rows[2].data(),
-                                        fast.data(), width);
+    image::ExtremeRowFast<image::MaxOp>(rows[0].data(), rows[1].data(), rows[2].data(), fast.data(),
+                                        width);
     image::ExtremeRowScalar<image::MaxOp>(rows[0].data(), rows[1].data(), rows[2].data(),
                                           scalar.data(), width);
     EXPECT_EQ(fast, scalar) << "maximum, width " << width;
-    ASSERT_EQ(image::MedianRowFast(rows[0].data(), rows[1].data(), rows[2].data(), fast.data(),
-                                   width),
-              zOK);
+    ASSERT_EQ(
+        image::MedianRowFast(rows[0].data(), rows[1].data(), rows[2].data(), fast.data(), width),
+        zOK);
     ASSERT_EQ(image::MedianRowPlatform(rows[0].data(), rows[1].data(), rows[2].data(),
                                        scalar.data(), width),
               zOK);
