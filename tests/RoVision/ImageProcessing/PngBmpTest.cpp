@@ -123,7 +123,7 @@ TEST_F(PngIo, PlainPngsDecodeInOpenCvToTheSamePixels) {
     } else if (zImage_PixelType(image) == zTypeOf(z16u)) {
       expected = MatOf<z16u>(image);
     } else {
-      expected = MatOf<z16u>(Image16sTo16u(image));
+      expected = MatOf<z16u>(Image16sTo16u(image)).clone();  // outlives the temporary image
     }
     EXPECT_TRUE(rotest::SameBits(decoded, expected)) << zType_Name(zImage_PixelType(image));
   }
