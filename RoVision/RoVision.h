@@ -23,6 +23,12 @@
 #include "Geometry/PolygonContainment.h"
 #include "Geometry/SectorContainment.h"
 #include "Geometry/ShapeConversion.h"
+#include "ImageProcessing/BmpIo.h"
+#include "ImageProcessing/ImageConvert.h"
+#include "ImageProcessing/MedianBlur.h"
+#include "ImageProcessing/Morphology.h"
+#include "ImageProcessing/PngIo.h"
+#include "ImageProcessing/Spectrum.h"
 #include "Utils/RegionConversion.h"
 #include "Utils/SurfaceData.h"
 
