@@ -45,6 +45,15 @@ inline Ty::Object<void*> NewImage(const Site& site, int line, zType type, zSize 
   return Ty::Object<void*>(image);
 }
 
+// A new image whose pixels are unspecified (possibly recycled memory), for operations that
+// write every pixel: they then skip both the zeroing and the first-touch cost of fresh pages.
+inline Ty::Object<void*> NewImageUninitialized(const Site& site, int line, zType type, zSize width,
+                                               zSize height, zAlloc alloc) {
+  zImage image = nullptr;
+  Check(site, line, zImage_ConstructUninitialized(&image, type, width, height, alloc));
+  return Ty::Object<void*>(image);
+}
+
 // A new image with the pixel type and size of `image`.
 inline Ty::Object<void*> NewImageLike(const Site& site, int line, void* image, zAlloc alloc) {
   return NewImage(site, line, zImage_PixelType(image), zImage_Width(image), zImage_Height(image),
@@ -68,6 +77,18 @@ void CopyRows(const Site& site, void* dst, void* src);
 template <class F>
 bool DispatchFilterType(zType type, F&& f) {
   return DispatchByType<z8u, z16s, z32f, z64f>(type, std::forward<F>(f));
+}
+
+inline bool IsFilterType(zType type) {
+  return DispatchFilterType(type, [](auto) {});
+}
+
+// A new image like `image` for a filter that writes every pixel of the types it handles: its
+// pixels are left unspecified for those types, and zero for any other (returned unwritten).
+inline Ty::Object<void*> NewFilterOutput(const Site& site, int line, void* image, zAlloc alloc) {
+  const zType type = zImage_PixelType(image);
+  if (!IsFilterType(type)) return NewImageLike(site, line, image, alloc);
+  return NewImageUninitialized(site, line, type, zImage_Width(image), zImage_Height(image), alloc);
 }
 
 // The minimum of a pixel type into `value` (room for one pixel); false for a type without one.

@@ -129,8 +129,10 @@ void MatchDestination(const Site& site, void* source, void* destination) {
 Ty::Object<void*> ImageBlur(void* image, void* alloc) {
   const Site site = SiteOf("Ro::Vision::ImageBlur");
   RequireImage(site, __LINE__, image);
-  // Constructed and copied; a type-minimum fill before the copy would be overwritten in full.
-  Ty::Object<void*> out = NewImageLike(site, __LINE__, image, alloc);
+  // Constructed and copied; a type-minimum fill before the copy would be overwritten in full,
+  // and so would zeroing.
+  Ty::Object<void*> out = NewImageUninitialized(site, __LINE__, zImage_PixelType(image),
+                                                zImage_Width(image), zImage_Height(image), alloc);
   CopyRows(site, out, image);
   DispatchFilterType(zImage_PixelType(image),
                      [&](auto tag) { BlurInterior<decltype(tag)>(image, out); });
@@ -146,7 +148,7 @@ Ty::Object<void*> ImageBlurX(void* image, int count, void* alloc) {
 Ty::Object<void*> ImageMedian(void* image, void* alloc) {
   const Site site = SiteOf("Ro::Vision::ImageMedian");
   RequireImage(site, __LINE__, image);
-  Ty::Object<void*> out = NewImageLike(site, __LINE__, image, alloc);
+  Ty::Object<void*> out = NewFilterOutput(site, __LINE__, image, alloc);
   MedianInto(site, image, out, false);
   return out;
 }
@@ -163,8 +165,8 @@ Ty::Object<void*> ImageMedianToDest(void* source, void* destination, int keepNul
 Ty::Object<void*> ImageMedianX(void* image, int count, int keepNull, void* alloc) {
   const Site site = SiteOf("Ro::Vision::ImageMedianX");
   RequireImage(site, __LINE__, image);
-  Ty::Object<void*> a = NewImageLike(site, __LINE__, image, alloc);
-  Ty::Object<void*> b = NewImageLike(site, __LINE__, image, alloc);
+  Ty::Object<void*> a = NewFilterOutput(site, __LINE__, image, alloc);
+  Ty::Object<void*> b = NewFilterOutput(site, __LINE__, image, alloc);
   ImageMedianToDest(image, a, keepNull);
   for (int i = 1; i < count; ++i) {
     ImageMedianToDest(a, b, keepNull);

@@ -99,8 +99,9 @@ void ErodeToPeak8u(void* in, void* out) {
 // out.)
 Ty::Object<void*> CopyForBandFilter(const Site& site, void* image, zAlloc alloc) {
   RequireImage(site, __LINE__, image);
-  Ty::Object<void*> out = NewImageLike(site, __LINE__, image, alloc);
-  CopyRows(site, out, image);
+  Ty::Object<void*> out = NewImageUninitialized(site, __LINE__, zImage_PixelType(image),
+                                                zImage_Width(image), zImage_Height(image), alloc);
+  CopyRows(site, out, image);  // writes every pixel
   return out;
 }
 
@@ -109,9 +110,16 @@ Ty::Object<void*> CopyForBandFilter(const Site& site, void* image, zAlloc alloc)
 enum class Pass { kErode, kDilate, kErodeToPeak };
 
 zStatus RunPass(Pass pass, void* image, zAlloc alloc, Ty::Object<void*>* result) {
+  // Every pixel of a handled type is written, except where ErodeToPeak leaves 8-bit pixels alone:
+  // only those outputs need zero-filled memory.
+  const zType type = zImage_PixelType(image);
+  const bool writesAll =
+      IsFilterType(type) && !(pass == Pass::kErodeToPeak && type == zTypeOf(z8u));
   zImage out = nullptr;
-  const zStatus status = zImage_Construct(&out, zImage_PixelType(image), zImage_Width(image),
-                                          zImage_Height(image), alloc);
+  const zStatus status =
+      writesAll ? zImage_ConstructUninitialized(&out, type, zImage_Width(image),
+                                                zImage_Height(image), alloc)
+                : zImage_Construct(&out, type, zImage_Width(image), zImage_Height(image), alloc);
   if (status != zOK) return status;
   result->Reset(out);
   DispatchFilterType(zImage_PixelType(image), [&](auto tag) {
