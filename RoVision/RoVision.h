@@ -4,6 +4,8 @@
 
 #include "Algebra/LinearAlgebra.h"
 #include "Common/Common.h"
+#include "Common/ImageMat.h"
+#include "Common/Mat.h"
 #include "Common/alphanum.h"
 #include "Utils/RegionConversion.h"
 #include "Utils/SurfaceData.h"
