@@ -7,6 +7,8 @@
 #include "Common/ImageMat.h"
 #include "Common/Mat.h"
 #include "Common/alphanum.h"
+#include "ImageProcessing/Inpaint.h"
+#include "ImageProcessing/Watershed.h"
 #include "Utils/RegionConversion.h"
 #include "Utils/SurfaceData.h"
 
