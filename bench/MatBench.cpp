@@ -178,20 +178,29 @@ BENCHMARK(BM_Mat_Watershed16s)->Unit(benchmark::kMillisecond)->UseRealTime();
 class RatioReporter : public benchmark::ConsoleReporter {
  public:
   void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs)
-      if (run.run_type == Run::RT_Iteration)
-        times_[run.benchmark_name()] = run.GetAdjustedRealTime();
+    // The mean of repetitions where there are some, else the single run.
+    for (const Run& run : runs) {
+      const bool mean = run.run_type == Run::RT_Aggregate && run.aggregate_name == "mean";
+      if (mean || (run.run_type == Run::RT_Iteration && run.repetitions <= 1))
+        times_[run.run_name.function_name +
+               (run.run_name.args.empty() ? "" : "/" + run.run_name.args)] =
+            run.GetAdjustedRealTime();
+    }
     ConsoleReporter::ReportRuns(runs);
   }
   void PrintRatios() const {
     const std::pair<const char*, const char*> pairs[] = {
         {"BM_Mat_Erode5x5/0", "BM_Bare_Erode5x5"},
         {"BM_Mat_Erode5x5/1", "BM_Bare_Erode5x5"},
+        {"BM_Mat_Erode5x5/0", "BM_BarePlatformOutput_Erode5x5"},
+        {"BM_Mat_Erode5x5/1", "BM_BarePlatformOutput_Erode5x5"},
         {"BM_Mat_Open5x5/0", "BM_Bare_Open5x5"},
         {"BM_Mat_Open5x5/1", "BM_Bare_Open5x5"},
         {"BM_Mat_Threshold/0", "BM_Bare_Threshold"},
         {"BM_Mat_Threshold/1", "BM_Bare_Threshold"},
-        {"BM_Mat_ThresholdOtsu/1", "BM_Bare_Threshold"},
+        {"BM_Mat_Threshold/0", "BM_BarePlatformOutput_Threshold"},
+        {"BM_Mat_Threshold/1", "BM_BarePlatformOutput_Threshold"},
+        {"BM_Mat_ThresholdOtsu/1", "BM_BarePlatformOutput_Threshold"},
         {"BM_Mat_Watershed16s", "BM_Bare_Watershed8u"}};
     for (auto [mine, bare] : pairs) {
       auto a = times_.find(mine), b = times_.find(bare);
