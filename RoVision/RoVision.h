@@ -3,6 +3,7 @@
 #define ROVISION_ROVISION_H
 
 #include "Algebra/LinearAlgebra.h"
+#include "Arithmetic/Arithmetics.h"
 #include "Common/Common.h"
 #include "Common/alphanum.h"
 #include "Utils/RegionConversion.h"
