@@ -6,6 +6,7 @@
 #include "Arithmetic/Arithmetics.h"
 #include "Common/Common.h"
 #include "Common/alphanum.h"
+#include "Geometry/FeaturePoint.h"
 #include "Utils/RegionConversion.h"
 #include "Utils/SurfaceData.h"
 
