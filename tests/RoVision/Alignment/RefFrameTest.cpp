@@ -1,0 +1,591 @@
+#include <RoVision/Alignment/RefFrame.h>
+#include <gtest/gtest.h>
+#include <support/TestSupport.h>
+#include <zApi/zApi.h>
+
+#include <cfloat>
+#include <cmath>
+#include <cstring>
+#include <random>
+#include <vector>
+
+#ifdef RO_HAVE_EIGEN
+#include <Eigen/Dense>
+#include <Eigen/Geometry>
+#endif
+
+namespace rv = Ro::Vision;
+
+namespace {
+
+constexpr double kNull = rv::kNullDouble;
+// A handful of products and sums of unit-sized values: rounding stays near 1e-15.
+constexpr double kTight = 1e-12;
+// Exact correspondences through a fit: the Jacobi eigenvectors settle to about 1e-12 relative.
+constexpr double kFitTolerance = 1e-9;
+
+std::vector<double> Fields(const rv::RefFrame& f) {
+  return {f.GetIx(), f.GetIy(), f.GetIz(), f.GetJx(), f.GetJy(), f.GetJz(),
+          f.GetKx(), f.GetKy(), f.GetKz(), f.GetTx(), f.GetTy(), f.GetTz()};
+}
+
+void ExpectFramesNear(const rv::RefFrame& a, const rv::RefFrame& b, double tolerance,
+                      const char* what = "") {
+  const std::vector<double> fa = Fields(a), fb = Fields(b);
+  for (size_t i = 0; i < fa.size(); ++i) EXPECT_NEAR(fa[i], fb[i], tolerance) << what << " " << i;
+}
+
+rv::RefFrame RandomFrame(std::mt19937& random) {
+  std::uniform_real_distribution<double> value(-3, 3);
+  double v[12];
+  for (double& x : v) x = value(random);
+  return rv::RefFrame(v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7], v[8], v[9], v[10], v[11]);
+}
+
+rv::RefFrame RigidFrame(double rx, double ry, double rz, double tx, double ty, double tz) {
+  rv::RefFrame f;
+  f.RotateXYZ(rx, ry, rz);
+  f.Translate(tx, ty, tz);
+  return f;
+}
+
+TEST(RefFrame, DefaultIsIdentityAndIdentityToleranceIsMachineEpsilon) {
+  rv::RefFrame f;
+  EXPECT_TRUE(f.IsIdentity());
+  EXPECT_EQ(Fields(f), (std::vector<double>{1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0}));
+  f.SetTy(1e-16);
+  EXPECT_TRUE(f.IsIdentity());
+  f.SetTy(3e-16);
+  EXPECT_FALSE(f.IsIdentity());
+  f.SetIdentity();
+  f.SetKz(1 + 4.5e-16);
+  EXPECT_FALSE(f.IsIdentity());
+  f.SetKz(kNull);
+  EXPECT_FALSE(f.IsIdentity());
+}
+
+TEST(RefFrame, ConstructorGettersAndSettersFollowFieldOrder) {
+  const rv::RefFrame f(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12);
+  EXPECT_EQ(Fields(f), (std::vector<double>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}));
+  rv::RefFrame g;
+  g.SetIx(1), g.SetIy(2), g.SetIz(3), g.SetJx(4), g.SetJy(5), g.SetJz(6);
+  g.SetKx(7), g.SetKy(8), g.SetKz(9), g.SetTx(10), g.SetTy(11), g.SetTz(12);
+  EXPECT_EQ(Fields(g), Fields(f));
+  // (Ix, Iy, Iz) is the image of the x axis, the translation the image of the origin.
+  const rv::Point3d<double> x = f.Apply(rv::Point3d<double>{1, 0, 0});
+  EXPECT_EQ(x.x, 1 + 10);
+  EXPECT_EQ(x.y, 2 + 11);
+  EXPECT_EQ(x.z, 3 + 12);
+}
+
+TEST(RefFrame, RotateQuarterTurnAboutZ) {
+  rv::RefFrame f;
+  f.Rotate(90, rv::Point3d<double>{0, 0, 1});
+  const rv::Point3d<double> p = f.Apply(rv::Point3d<double>{1, 0, 0});
+  EXPECT_NEAR(p.x, 0, kTight);
+  EXPECT_NEAR(p.y, 1, kTight);
+  EXPECT_NEAR(p.z, 0, kTight);
+}
+
+TEST(RefFrame, NonUnitAxisChangesTheEffectiveAngle) {
+  rv::RefFrame f;
+  f.Rotate(90, rv::Point3d<double>{0, 0, 2});
+  const rv::Point3d<double> p = f.Apply(rv::Point3d<double>{1, 0, 0});
+  const double turned = std::atan2(p.y, p.x) * 180 / M_PI;
+  EXPECT_NEAR(turned, 2 * std::acos(1 / std::sqrt(5.0)) * 180 / M_PI, 1e-10);
+  EXPECT_NEAR(turned, 126.8698976, 1e-6);
+}
+
+TEST(RefFrame, ZeroOrUnsetAngleLeavesTheFrameUntouched) {
+  std::mt19937 random(3);
+  const rv::RefFrame start = RandomFrame(random);
+  for (double angle : {0.0, kNull}) {
+    rv::RefFrame f = start;
+    f.Rotate(angle, rv::Point3d<double>{1, 2, 3});
+    f.RotateXYZ(angle, angle, angle);
+    f.RotateZYX(angle, angle, angle);
+    f.RotateAroundPoint(rv::Point3d<double>{5, 6, 7}, angle, rv::Point3d<double>{0, 0, 1});
+    EXPECT_EQ(Fields(f), Fields(start)) << angle;
+  }
+}
+
+TEST(RefFrame, TranslateSkipsUnsetOffsets) {
+  rv::RefFrame f;
+  f.Translate(1, kNull, 3);
+  EXPECT_EQ(f.GetTx(), 1);
+  EXPECT_EQ(f.GetTy(), 0);
+  EXPECT_EQ(f.GetTz(), 3);
+  f.Translate(rv::Point3d<double>{kNull, 2, kNull});
+  EXPECT_EQ(Fields(f), (std::vector<double>{1, 0, 0, 0, 1, 0, 0, 0, 1, 1, 2, 3}));
+}
+
+TEST(RefFrame, ApplyOfAnUnsetCoordinateGivesTheUnsetPoint) {
+  const rv::RefFrame f = RigidFrame(10, 20, 30, 1, 2, 3);
+  for (int i = 0; i < 3; ++i) {
+    double c[3] = {1, 2, 3};
+    c[i] = kNull;
+    const rv::Point3d<double> p = f.Apply(rv::Point3d<double>{c[0], c[1], c[2]});
+    EXPECT_TRUE(p.x == kNull && p.y == kNull && p.z == kNull) << i;
+    const zPoint3d64f q = f.Apply(zPoint3d64f{c[0], c[1], c[2]});
+    EXPECT_TRUE(q.x == kNull && q.y == kNull && q.z == kNull) << i;
+  }
+  const zPoint64f flat = f.Apply(zPoint64f{kNull, 1});
+  EXPECT_TRUE(flat.x == kNull && flat.y == kNull);
+}
+
+TEST(RefFrame, ApplyNMatchesApplyForEveryPointTypeAndWorksInPlace) {
+  const rv::RefFrame f = RigidFrame(10, -20, 35, 1, 2, 3);
+  std::vector<zPoint3d64f> in = {{1, 2, 3}, {-4, 0.5, 7}, {kNull, 0, 0}};
+  std::vector<zPoint3d64f> out(in.size());
+  f.ApplyN(in.data(), out.data(), in.size());
+  for (size_t i = 0; i < in.size(); ++i) {
+    const zPoint3d64f e = f.Apply(in[i]);
+    EXPECT_EQ(std::memcmp(&out[i], &e, sizeof e), 0) << i;
+  }
+  std::vector<rv::Point3d<double>> records = {{1, 2, 3}, {-4, 0.5, 7}};
+  const std::vector<rv::Point3d<double>> original = records;
+  f.ApplyN(records.data(), records.data(), records.size());
+  for (size_t i = 0; i < records.size(); ++i) {
+    EXPECT_EQ(records[i].x, out[i].x);
+    EXPECT_EQ(records[i].y, out[i].y);
+    EXPECT_EQ(records[i].z, out[i].z);
+  }
+  // Floats are mapped in double and rounded once; the float null stays null.
+  std::vector<zPoint3d32f> floats = {{1, 2, 3}, {-FLT_MAX, 0, 0}};
+  f.ApplyN(floats.data(), floats.data(), floats.size());
+  EXPECT_EQ(floats[0].x, static_cast<float>(out[0].x));
+  EXPECT_EQ(floats[0].y, static_cast<float>(out[0].y));
+  EXPECT_EQ(floats[0].z, static_cast<float>(out[0].z));
+  EXPECT_EQ(floats[1].x, -FLT_MAX);
+  EXPECT_EQ(floats[1].z, -FLT_MAX);
+  // 2D points are taken at z = 0.
+  std::vector<zPoint64f> flat = {{1, 2}, {kNull, 1}};
+  f.ApplyN(flat.data(), flat.data(), flat.size());
+  const zPoint3d64f lifted = f.Apply(zPoint3d64f{1, 2, 0});
+  EXPECT_EQ(flat[0].x, lifted.x);
+  EXPECT_EQ(flat[0].y, lifted.y);
+  EXPECT_EQ(flat[1].y, kNull);
+  // Null runs do nothing.
+  f.ApplyN(static_cast<const zPoint3d64f*>(nullptr), out.data(), 3);
+  f.ApplyN(in.data(), static_cast<zPoint3d64f*>(nullptr), 3);
+}
+
+TEST(RefFrame, InvertOrthoComposedWithTheFrameIsIdentity) {
+  const rv::RefFrame f = RigidFrame(33, -71, 128, 5, -6, 7.5);
+  rv::RefFrame inverse = f;
+  inverse.InvertOrtho();
+  ExpectFramesNear(f * inverse, rv::RefFrame(), kTight, "f * inverse");
+  ExpectFramesNear(inverse * f, rv::RefFrame(), kTight, "inverse * f");
+  const rv::Point3d<double> p{1.5, -2, 9};
+  const rv::Point3d<double> back = inverse.Apply(f.Apply(p));
+  EXPECT_NEAR(back.x, p.x, kTight);
+  EXPECT_NEAR(back.y, p.y, kTight);
+  EXPECT_NEAR(back.z, p.z, kTight);
+}
+
+TEST(RefFrame, TozTransformIsRowByRowAndMapsAsApply) {
+  const rv::RefFrame f(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12);
+  const zL3dTransform3d t = f.TozTransform();
+  EXPECT_EQ(t.xx, 1);
+  EXPECT_EQ(t.xy, 4);
+  EXPECT_EQ(t.xz, 7);
+  EXPECT_EQ(t.xt, 10);
+  EXPECT_EQ(t.yx, 2);
+  EXPECT_EQ(t.yt, 11);
+  EXPECT_EQ(t.zz, 9);
+  EXPECT_EQ(t.zt, 12);
+  const zPoint3d64f p{0.5, -1.25, 2};
+  zPoint3d64f q;
+  ASSERT_EQ(zL3dTransform3d_Apply(&t, &p, &q), zOK);
+  const zPoint3d64f e = f.Apply(p);
+  EXPECT_DOUBLE_EQ(q.x, e.x);
+  EXPECT_DOUBLE_EQ(q.y, e.y);
+  EXPECT_DOUBLE_EQ(q.z, e.z);
+}
+
+TEST(RefFrame, ColumnsTranslationAndScale) {
+  const rv::RefFrame f(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12);
+  const zPoint3d64f j = f.GetColumn(1);
+  EXPECT_EQ(j.x, 4);
+  EXPECT_EQ(j.z, 6);
+  const zPoint3d64f t = f.GetTranslation();
+  EXPECT_EQ(t.x, 10);
+  EXPECT_EQ(t.z, 12);
+  EXPECT_EQ(f.GetColumn(3).y, 11);
+  for (int bad : {-1, 4}) EXPECT_EQ(f.GetColumn(bad).x, kNull) << bad;
+
+  // Scale composes after the frame, along the world axes; GetScale reads the factors back from
+  // any rigid frame.
+  rv::RefFrame g = RigidFrame(20, 40, 60, 1, 2, 3);
+  g.Scale(rv::Point3d<double>{2, 3, kNull});
+  const zPoint3d64f s = g.GetScale();
+  EXPECT_NEAR(s.x, 2, kTight);
+  EXPECT_NEAR(s.y, 3, kTight);
+  EXPECT_NEAR(s.z, 1, kTight);
+  const rv::Point3d<double> p{1, -2, 0.5};
+  const rv::Point3d<double> rigid = RigidFrame(20, 40, 60, 1, 2, 3).Apply(p);
+  const rv::Point3d<double> scaled = g.Apply(p);
+  EXPECT_NEAR(scaled.x, 2 * rigid.x, kTight);
+  EXPECT_NEAR(scaled.y, 3 * rigid.y, kTight);
+  EXPECT_NEAR(scaled.z, rigid.z, kTight);
+}
+
+TEST(RefFrame, RotateFromNormalCarriesZOntoTheNormal) {
+  struct Case {
+    double nx, ny, nz;
+  };
+  for (const Case& c :
+       {Case{0, 0, 1}, Case{1, 0, 0}, Case{1, 2, 3}, Case{-0.3, 0.1, -2}, Case{0, -1, 1e-3}}) {
+    rv::RefFrame f(9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9);
+    f.Rotate(c.nx, c.ny, c.nz);
+    const double n = std::sqrt(c.nx * c.nx + c.ny * c.ny + c.nz * c.nz);
+    const zPoint3d64f k = f.GetColumn(2);
+    EXPECT_NEAR(k.x, c.nx / n, kTight);
+    EXPECT_NEAR(k.y, c.ny / n, kTight);
+    EXPECT_NEAR(k.z, c.nz / n, kTight);
+    // A rotation: orthonormal columns, no translation, and the horizontal axis perpendicular to
+    // the normal stays where it is (the tilt turns about it).
+    const zPoint3d64f i = f.GetColumn(0), j = f.GetColumn(1);
+    EXPECT_NEAR(i.x * i.x + i.y * i.y + i.z * i.z, 1, kTight);
+    EXPECT_NEAR(i.x * j.x + i.y * j.y + i.z * j.z, 0, kTight);
+    EXPECT_EQ(f.GetTx(), 0);
+    const double h = std::hypot(c.nx, c.ny);
+    if (h > 0) {
+      const rv::Point3d<double> axis = f.Apply(rv::Point3d<double>{-c.ny / h, c.nx / h, 0});
+      EXPECT_NEAR(axis.x, -c.ny / h, kTight);
+      EXPECT_NEAR(axis.y, c.nx / h, kTight);
+      EXPECT_NEAR(axis.z, 0, kTight);
+    }
+  }
+  rv::RefFrame f(9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9);
+  f.Rotate(0.0, 0.0, 0.0);
+  EXPECT_TRUE(f.IsIdentity()) << "a zero normal gives the identity";
+  f = rv::RefFrame(9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9);
+  f.Rotate(1.0, kNull, 1.0);
+  EXPECT_TRUE(f.IsIdentity()) << "an unset component gives the identity";
+}
+
+TEST(RefFrame, RotateAroundPointKeepsThePointAndRegionRotationTurnsAboutItsCentre) {
+  const rv::Point3d<double> c{3, -4, 2};
+  rv::RefFrame f;
+  f.RotateAroundPoint(c, 90, rv::Point3d<double>{0, 0, 1});
+  const rv::Point3d<double> fixed = f.Apply(c);
+  EXPECT_NEAR(fixed.x, 3, kTight);
+  EXPECT_NEAR(fixed.y, -4, kTight);
+  const rv::Point3d<double> p = f.Apply(rv::Point3d<double>{4, -4, 7});
+  EXPECT_NEAR(p.x, 3, kTight);
+  EXPECT_NEAR(p.y, -3, kTight);
+  EXPECT_NEAR(p.z, 7, kTight);
+
+  rv::Region3d<double> region;
+  region.x = 3, region.y = -4, region.z = 2, region.angleZ = 90;
+  rv::RefFrame g;
+  g.Rotate(region, false);
+  ExpectFramesNear(g, f, kTight, "region rotation");
+  g.Rotate(region, true);
+  ExpectFramesNear(g, rv::RefFrame(), kTight, "inverse undoes it");
+  region.angleZ = kNull;
+  g.SetIdentity().Rotate(region, false);
+  EXPECT_TRUE(g.IsIdentity());
+}
+
+TEST(RefFrame, SetFrameFromOriginAndAngle) {
+  rv::RefFrame f(9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9);
+  f.SetFrame(rv::Point3d<double>{10, 20, 30}, 90);
+  const rv::Point3d<double> p = f.Apply(rv::Point3d<double>{1, 0, 0});
+  EXPECT_NEAR(p.x, 10, kTight);
+  EXPECT_NEAR(p.y, 21, kTight);
+  EXPECT_NEAR(p.z, 30, kTight);
+}
+
+// Composition against plain matrix products.
+#ifdef RO_HAVE_EIGEN
+Eigen::Matrix4d ToMatrix(const rv::RefFrame& f) {
+  Eigen::Matrix4d m = Eigen::Matrix4d::Identity();
+  m << f.GetIx(), f.GetJx(), f.GetKx(), f.GetTx(), f.GetIy(), f.GetJy(), f.GetKy(), f.GetTy(),
+      f.GetIz(), f.GetJz(), f.GetKz(), f.GetTz(), 0, 0, 0, 1;
+  return m;
+}
+
+void ExpectMatrixNear(const rv::RefFrame& f, const Eigen::Matrix4d& m, double tolerance,
+                      const char* what) {
+  EXPECT_LT((ToMatrix(f) - m).cwiseAbs().maxCoeff(), tolerance) << what << "\n"
+                                                                << ToMatrix(f) << "\n"
+                                                                << m;
+}
+
+Eigen::Matrix4d Rotation(double degrees, const Eigen::Vector3d& axis) {
+  Eigen::Matrix4d m = Eigen::Matrix4d::Identity();
+  m.topLeftCorner<3, 3>() = Eigen::AngleAxisd(degrees * M_PI / 180, axis.normalized()).matrix();
+  return m;
+}
+
+TEST(RefFrame, CompositionIsFirstAThenB) {
+  std::mt19937 random(11);
+  for (int trial = 0; trial < 20; ++trial) {
+    const rv::RefFrame a = RandomFrame(random), b = RandomFrame(random);
+    const Eigen::Matrix4d expected = ToMatrix(b) * ToMatrix(a);
+    ExpectMatrixNear(a * b, expected, kTight, "operator*");
+    ExpectMatrixNear(rv::RefFrame::Mul(a, b), expected, kTight, "Mul");
+    const rv::Point3d<double> p{0.3, -1.7, 2.2};
+    const rv::Point3d<double> twice = b.Apply(a.Apply(p));
+    const rv::Point3d<double> once = (a * b).Apply(p);
+    EXPECT_NEAR(once.x, twice.x, kTight);
+    EXPECT_NEAR(once.y, twice.y, kTight);
+    EXPECT_NEAR(once.z, twice.z, kTight);
+  }
+}
+
+TEST(RefFrame, RotationsComposeAfterTheCurrentFrame) {
+  std::mt19937 random(5);
+  const rv::RefFrame start = RandomFrame(random);
+  const Eigen::Vector3d axis = Eigen::Vector3d(0.3, -0.5, 0.8).normalized();
+  rv::RefFrame f = start;
+  f.Rotate(37, rv::Point3d<double>{axis.x(), axis.y(), axis.z()});
+  ExpectMatrixNear(f, Rotation(37, axis) * ToMatrix(start), kTight, "Rotate");
+
+  const Eigen::Vector3d x = Eigen::Vector3d::UnitX(), y = Eigen::Vector3d::UnitY(),
+                        z = Eigen::Vector3d::UnitZ();
+  f = start;
+  f.RotateXYZ(10, 20, 30);
+  ExpectMatrixNear(f, Rotation(10, x) * Rotation(20, y) * Rotation(30, z) * ToMatrix(start), kTight,
+                   "RotateXYZ");
+  f = start;
+  f.RotateZYX(10, 20, 30);
+  ExpectMatrixNear(f, Rotation(30, z) * Rotation(20, y) * Rotation(10, x) * ToMatrix(start), kTight,
+                   "RotateZYX");
+  f = start;
+  f.RotateXYZ(10, kNull, 30);
+  ExpectMatrixNear(f, Rotation(10, x) * Rotation(30, z) * ToMatrix(start), kTight,
+                   "unset angle skipped");
+
+  Eigen::Matrix4d shift = Eigen::Matrix4d::Identity(), back = Eigen::Matrix4d::Identity();
+  shift.topRightCorner<3, 1>() = Eigen::Vector3d(-1, -2, -3);
+  back.topRightCorner<3, 1>() = Eigen::Vector3d(1, 2, 3);
+  f = start;
+  f.RotateAroundPoint(rv::Point3d<double>{1, 2, 3}, -50, rv::Point3d<double>{0, 1, 0});
+  ExpectMatrixNear(f, back * Rotation(-50, y) * shift * ToMatrix(start), kTight,
+                   "RotateAroundPoint");
+
+  Eigen::Matrix4d scale = Eigen::Matrix4d::Identity();
+  scale.diagonal().head<3>() = Eigen::Vector3d(2, -1, 0.5);
+  f = start;
+  f.Scale(rv::Point3d<double>{2, -1, 0.5});
+  ExpectMatrixNear(f, scale * ToMatrix(start), kTight, "Scale");
+}
+
+TEST(RefFrame, InvertOrthoMatchesTheMatrixInverse) {
+  const rv::RefFrame f = RigidFrame(-12, 57, 201, 100, -20, 3);
+  rv::RefFrame inverse = f;
+  inverse.InvertOrtho();
+  ExpectMatrixNear(inverse, ToMatrix(f).inverse(), 1e-12, "InvertOrtho");
+}
+
+// Rigid fits: exact correspondences give the motion back; noisy ones the least-squares optimum,
+// which Eigen's Umeyama (without scaling) computes through an SVD.
+Eigen::Matrix4d Umeyama(const Eigen::MatrixXd& from, const Eigen::MatrixXd& to) {
+  const Eigen::MatrixXd m = Eigen::umeyama(from, to, false);
+  if (m.rows() == 4) return m;
+  Eigen::Matrix4d lifted = Eigen::Matrix4d::Identity();
+  lifted.topLeftCorner<2, 2>() = m.topLeftCorner<2, 2>();
+  lifted.topRightCorner<2, 1>() = m.topRightCorner<2, 1>();
+  return lifted;
+}
+
+TEST(RefFrameSetFrame, PlaneFitRecoversAKnownMotion) {
+  std::mt19937 random(21);
+  std::uniform_real_distribution<double> coordinate(-50, 50);
+  for (double angle : {0.0, 17.0, 90.0, 179.0, 180.0, -135.0}) {
+    for (double offset : {0.0, 1e6}) {
+      rv::RefFrame truth;
+      truth.SetFrame(rv::Point3d<double>{offset + 3, -7, 0}, angle);
+      std::vector<zPoint64f> from, to;
+      for (int i = 0; i < 5; ++i) {
+        from.push_back(zPoint64f{offset + coordinate(random), coordinate(random)});
+        to.push_back(truth.Apply(from.back()));
+      }
+      rv::RefFrame fit(9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9);
+      fit.SetFrame(from, to);
+      if (offset == 0) {
+        ExpectFramesNear(fit, truth, kFitTolerance, "plane fit");
+        continue;
+      }
+      // A million units from the origin the targets carry rounding of about 1e-10, which tilts
+      // the fit by about 1e-12 rad and so moves the translation (a lever of 1e6) by about 1e-6:
+      // check the rotation and the residuals at the points instead.
+      const std::vector<double> a = Fields(fit), b = Fields(truth);
+      for (int i = 0; i < 9; ++i) EXPECT_NEAR(a[i], b[i], kFitTolerance) << "rotation " << i;
+      for (size_t i = 0; i < from.size(); ++i) {
+        const zPoint64f q = fit.Apply(from[i]);
+        EXPECT_NEAR(q.x, to[i].x, kFitTolerance);
+        EXPECT_NEAR(q.y, to[i].y, kFitTolerance);
+      }
+    }
+  }
+  // Two points are enough in the plane.
+  rv::RefFrame truth;
+  truth.SetFrame(rv::Point3d<double>{1, 2, 0}, 30);
+  const std::vector<zPoint64f> from = {{0, 0}, {1, 0}};
+  const std::vector<zPoint64f> to = {truth.Apply(from[0]), truth.Apply(from[1])};
+  rv::RefFrame fit;
+  fit.SetFrame(from, to);
+  ExpectFramesNear(fit, truth, kFitTolerance, "two points");
+}
+
+TEST(RefFrameSetFrame, PlaneFitOfCoincidentPointsIsATranslation) {
+  const std::vector<zPoint64f> from = {{1, 1}, {1, 1}, {1, 1}};
+  const std::vector<zPoint64f> to = {{4, 5}, {4, 5}, {4, 5}};
+  rv::RefFrame fit;
+  fit.SetFrame(from, to);
+  EXPECT_EQ(Fields(fit), (std::vector<double>{1, 0, 0, 0, 1, 0, 0, 0, 1, 3, 4, 0}));
+}
+
+TEST(RefFrameSetFrame, SpaceFitRecoversAKnownMotion) {
+  std::mt19937 random(8);
+  std::uniform_real_distribution<double> coordinate(-20, 20), angle(-180, 180);
+  for (int trial = 0; trial < 30; ++trial) {
+    const rv::RefFrame truth = RigidFrame(angle(random), angle(random), angle(random),
+                                          coordinate(random), coordinate(random), 500);
+    std::vector<zPoint3d64f> from, to;
+    const int count = 3 + trial % 5;
+    for (int i = 0; i < count; ++i) {
+      from.push_back(zPoint3d64f{coordinate(random), coordinate(random), coordinate(random)});
+      to.push_back(truth.Apply(from.back()));
+    }
+    rv::RefFrame fit;
+    fit.SetFrame(from, to);
+    ExpectFramesNear(fit, truth, kFitTolerance, "space fit");
+  }
+  // Half a turn is the case where the quaternion's scalar part vanishes.
+  const rv::RefFrame half = RigidFrame(0, 180, 0, 1, 2, 3);
+  const std::vector<zPoint3d64f> from = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {1, 1, 1}};
+  std::vector<zPoint3d64f> to;
+  for (const zPoint3d64f& p : from) to.push_back(half.Apply(p));
+  rv::RefFrame fit;
+  fit.SetFrame(from, to);
+  ExpectFramesNear(fit, half, kFitTolerance, "half turn");
+}
+
+TEST(RefFrameSetFrame, NoisyFitsAgreeWithUmeyama) {
+  std::mt19937 random(44);
+  std::uniform_real_distribution<double> coordinate(-20, 20);
+  std::normal_distribution<double> noise(0, 0.5);
+  for (int trial = 0; trial < 10; ++trial) {
+    const rv::RefFrame truth = RigidFrame(10 * trial, 25, -40, 3, -2, 1);
+    const int count = 6 + trial;
+    std::vector<zPoint3d64f> from3, to3;
+    std::vector<zPoint64f> from2, to2;
+    Eigen::MatrixXd a3(3, count), b3(3, count), a2(2, count), b2(2, count);
+    for (int i = 0; i < count; ++i) {
+      const zPoint3d64f p{coordinate(random), coordinate(random), coordinate(random)};
+      zPoint3d64f q = truth.Apply(p);
+      q.x += noise(random), q.y += noise(random), q.z += noise(random);
+      from3.push_back(p), to3.push_back(q);
+      a3.col(i) << p.x, p.y, p.z;
+      b3.col(i) << q.x, q.y, q.z;
+      from2.push_back(zPoint64f{p.x, p.y}), to2.push_back(zPoint64f{q.x, q.y});
+      a2.col(i) << p.x, p.y;
+      b2.col(i) << q.x, q.y;
+    }
+    rv::RefFrame fit3, fit2;
+    fit3.SetFrame(from3, to3);
+    fit2.SetFrame(from2, to2);
+    ExpectMatrixNear(fit3, Umeyama(a3, b3), kFitTolerance, "3D");
+    ExpectMatrixNear(fit2, Umeyama(a2, b2), kFitTolerance, "2D");
+  }
+}
+#endif
+
+TEST(RefFrameSetFrame, TooFewOrMismatchedPointsAreIncompatible) {
+  const std::vector<zPoint64f> none, one = {{1, 2}}, two = {{1, 2}, {3, 4}};
+  const std::vector<zPoint64f> three = {{1, 2}, {3, 4}, {5, 6}};
+  rv::RefFrame f;
+  for (const auto& c :
+       {std::make_pair(none, none), std::make_pair(one, one), std::make_pair(two, three)}) {
+    auto caught = rotest::CatchTy([&] { f.SetFrame(c.first, c.second); });
+    ASSERT_TRUE(caught.has_value());
+    EXPECT_EQ(caught->Status(), -984);
+    EXPECT_EQ(caught->Line(), 425);
+    EXPECT_EQ(caught->File(), "Alignment/RefFrame");
+    EXPECT_EQ(caught->Function(), "Ro::Vision::RefFrame::SetFrame");
+  }
+  const std::vector<zPoint3d64f> single = {{1, 2, 3}};
+  EXPECT_TY_THROW(f.SetFrame(single, single), -984, "Ro::Vision::RefFrame::SetFrame");
+}
+
+class RefFrameSerial : public rotest::LeakCheckedTest {};
+
+// The bytes of a serialised frame, read out of the array that Serialize returns.
+std::vector<unsigned char> SerialBytes(const rv::RefFrame& f, zAlloc alloc) {
+  Ty::Object<void*> out;
+  f.Serialize(out.Address(), alloc);
+  EXPECT_EQ(zArray1_ItemType(out), zTypeOf(z8u));
+  const auto* data = static_cast<const unsigned char*>(zArray1_Data(out));
+  return std::vector<unsigned char>(data, data + zArray1_Length(out));
+}
+
+TEST_F(RefFrameSerial, RoundTripIsExactAndStartsWithVersionOne) {
+  const rv::RefFrame f(0.1, -2.5e300, 3, 4, 5, 6, 7, 8, 9, 1.0 / 3, kNull, -0.0);
+  const std::vector<unsigned char> bytes = SerialBytes(f, alloc_);
+  ASSERT_EQ(bytes.size(), 2u + 12 * 8);
+  EXPECT_EQ(bytes[0], 1);
+  EXPECT_EQ(bytes[1], 0);
+  double second;
+  std::memcpy(&second, bytes.data() + 2 + 8, 8);
+  EXPECT_EQ(second, -2.5e300) << "the doubles follow in field order, little-endian";
+  rv::RefFrame g;
+  g.Deserialize(bytes.data(), bytes.size(), alloc_);
+  const std::vector<double> a = Fields(f), b = Fields(g);
+  EXPECT_EQ(std::memcmp(a.data(), b.data(), a.size() * sizeof(double)), 0);
+}
+
+TEST_F(RefFrameSerial, SerializeReleasesWhatTheOutputHeld) {
+  void* out = nullptr;
+  rv::RefFrame().Serialize(&out, alloc_);
+  void* first = out;
+  zObject_Share(first);
+  rv::RefFrame().Serialize(&out, alloc_);
+  EXPECT_NE(out, first);
+  EXPECT_EQ(zObject_RefCount(first), 1) << "the old array lost the output's reference";
+  zObject_Destroy(first);
+  zObject_Destroy(out);
+  EXPECT_TY_THROW(rv::RefFrame().Serialize(nullptr, alloc_), -997,
+                  "Ro::Vision::RefFrame::Serialize");
+}
+
+TEST_F(RefFrameSerial, ShortOrNullBuffersFailWithTheStreamStatus) {
+  const std::vector<unsigned char> bytes = SerialBytes(rv::RefFrame(), alloc_);
+  for (size_t size = 0; size < bytes.size(); ++size) {
+    // A copy of exactly `size` bytes, so that a read past it is caught by the sanitizers.
+    std::vector<unsigned char> prefix(bytes.begin(), bytes.begin() + size);
+    rv::RefFrame f;
+    auto caught = rotest::CatchTy([&] { f.Deserialize(prefix.data(), size, alloc_); });
+    ASSERT_TRUE(caught.has_value()) << size;
+    EXPECT_EQ(caught->Status(), zERROR_END_OF_STREAM) << size;
+    EXPECT_EQ(caught->Function(), "Ro::Vision::RefFrame::Deserialize");
+    // The version at 536, then one line per value from 537.
+    const int expectedLine = size < 2 ? 536 : 537 + static_cast<int>((size - 2) / 8);
+    EXPECT_EQ(caught->Line(), expectedLine) << size;
+  }
+  rv::RefFrame f;
+  auto caught = rotest::CatchTy([&] { f.Deserialize(nullptr, 98, alloc_); });
+  ASSERT_TRUE(caught.has_value());
+  EXPECT_EQ(caught->Status(), zERROR_PARAMETER);
+  EXPECT_EQ(caught->Line(), 532);
+  EXPECT_TY_STATUS(f.Deserialize(nullptr, 0, alloc_), zERROR_END_OF_STREAM);
+}
+
+TEST_F(RefFrameSerial, FailingAllocationsRaiseTheMemoryStatus) {
+  const rv::RefFrame f = RigidFrame(1, 2, 3, 4, 5, 6);
+  rotest::ExpectEveryAllocationFailureRaised(alloc_, [&] {
+    Ty::Object<void*> out;
+    f.Serialize(out.Address(), alloc_);
+  });
+  const std::vector<unsigned char> bytes = SerialBytes(f, alloc_);
+  rotest::ExpectEveryAllocationFailureRaised(alloc_, [&] {
+    rv::RefFrame g;
+    g.Deserialize(bytes.data(), bytes.size(), alloc_);
+  });
+}
+
+}  // namespace

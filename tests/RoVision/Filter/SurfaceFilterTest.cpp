@@ -1,0 +1,299 @@
+#include <RoVision/Filter/SurfaceAverageKernelPrivate.h>
+#include <RoVision/Filter/SurfaceFilter.h>
+
+#include <random>
+
+#include "support/TestSupport.h"
+
+namespace {
+
+using Ro::Vision::Point2d;
+using Ro::Vision::SurfaceFilter;
+using Grid = std::vector<std::vector<short>>;
+constexpr short N = -32768;
+
+// One pass of the moving average along a line, written the way the filter is specified: a
+// running sum and count, the leaving value removed before the entering one is added. The sum is
+// 64-bit so that the reference stays right where a 32-bit sum would overflow.
+std::vector<short> NaiveLine(const std::vector<short>& in, unsigned long long window,
+                             bool keepNulls) {
+  const long long n = static_cast<long long>(in.size());
+  const long long half = static_cast<long long>(window / 2);
+  std::vector<short> out(in.size());
+  long long sum = 0;
+  long long count = 0;
+  for (long long k = 0; k < half && k < n; ++k) {
+    if (in[k] != N) sum += in[k], ++count;
+  }
+  for (long long k = 0; k < n; ++k) {
+    if (k - half - 1 >= 0 && in[k - half - 1] != N) sum -= in[k - half - 1], --count;
+    if (k + half < n && in[k + half] != N) sum += in[k + half], ++count;
+    out[k] = count <= 0 ? N : static_cast<short>(sum / count);
+    if (keepNulls && in[k] == N) out[k] = N;
+  }
+  return out;
+}
+
+Grid NaiveAverage(const Grid& in, Point2d<unsigned long long> size, bool keepNulls) {
+  if (size.x % 2 == 0) ++size.x;
+  if (size.y % 2 == 0) ++size.y;
+  Grid rows(in.size());
+  for (std::size_t r = 0; r < in.size(); ++r) rows[r] = NaiveLine(in[r], size.x, keepNulls);
+  Grid out = rows;
+  for (std::size_t c = 0; c < in[0].size(); ++c) {
+    std::vector<short> column(in.size());
+    for (std::size_t r = 0; r < in.size(); ++r) column[r] = rows[r][c];
+    column = NaiveLine(column, size.y, keepNulls);
+    for (std::size_t r = 0; r < in.size(); ++r) out[r][c] = column[r];
+  }
+  return out;
+}
+
+Grid RandomGrid(std::size_t rows, std::size_t columns, double nullShare, unsigned seed,
+                short lo = -32767, short hi = 32767) {
+  std::mt19937 random(seed);
+  std::uniform_int_distribution<int> value(lo, hi);
+  std::bernoulli_distribution isNull(nullShare);
+  Grid grid(rows, std::vector<short>(columns));
+  for (auto& row : grid) {
+    for (auto& v : row) v = isNull(random) ? N : static_cast<short>(value(random));
+  }
+  return grid;
+}
+
+class SurfaceFilterTest : public rotest::LeakCheckedTest {
+ protected:
+  Ty::Object<void*> Map(const Grid& grid) {
+    return rotest::MakeArray2<short>(zTypeOf(z16s), grid, alloc_);
+  }
+  Grid Filter(const Grid& grid, Point2d<unsigned long long> size, int keepNulls) {
+    Ty::Object<void*> in = Map(grid);
+    Ty::Object<void*> out = Map(Grid(grid.size(), std::vector<short>(grid[0].size())));
+    SurfaceFilter(in, out, alloc_).Average(size, keepNulls);
+    return rotest::ReadArray2<short>(out);
+  }
+};
+
+TEST_F(SurfaceFilterTest, SmallMapsAgainstHandResults) {
+  struct Case {
+    const char* name;
+    Grid in;
+    Point2d<unsigned long long> size;
+    int keepNulls;
+    Grid expected;
+  };
+  const std::vector<Case> cases = {
+      {"row pass fills a null from its neighbours", {{N, 10, N}}, {3, 1}, 0, {{10, 10, 10}}},
+      {"keepNulls leaves nulls", {{N, 10, N}}, {3, 1}, 1, {{N, 10, N}}},
+      {"window cut at the ends, never padded", {{2, 4, 9}}, {3, 1}, 0, {{3, 5, 6}}},
+      {"even size 2 widens to 3", {{2, 4, 9}}, {2, 0}, 0, {{3, 5, 6}}},
+      {"truncation toward zero", {{-3, 0, -4}}, {3, 1}, 0, {{-1, -2, -2}}},
+      {"column pass alone", {{1}, {N}, {6}}, {1, 3}, 0, {{1}, {3}, {6}}},
+      {"mean of row means, not a 2-D mean", {{0, 9}, {6, N}}, {3, 3}, 0, {{5, 5}, {5, 5}}},
+      {"keepNulls tests the row means in the column pass",
+       {{N, N}, {4, 8}},
+       {1, 3},
+       1,
+       {{N, N}, {4, 8}}},
+      {"all null stays null", {{N, N}, {N, N}}, {5, 5}, 0, {{N, N}, {N, N}}},
+      {"window wider than the map", {{1, 2, 3}}, {101, 1}, 0, {{2, 2, 2}}},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(Filter(c.in, c.size, c.keepNulls), c.expected) << c.name;
+  }
+}
+
+TEST_F(SurfaceFilterTest, MatchesTheRunningSumAlgorithmOnRandomMaps) {
+  struct Case {
+    std::size_t rows, columns;
+    Point2d<unsigned long long> size;
+    double nullShare;
+  };
+  // Widths around the 8-lane steps and windows on both sides of the single-precision limit
+  // (512 values) and of the map's size.
+  const std::vector<Case> cases = {
+      {7, 13, {3, 3}, 0.05},    {9, 17, {4, 6}, 0.3},    {33, 41, {15, 15}, 0.05},
+      {5, 23, {1, 5}, 0.5},     {21, 8, {7, 1}, 0.05},   {12, 600, {601, 3}, 0.05},
+      {600, 9, {1, 1025}, 0.1}, {40, 40, {99, 99}, 0.9}, {64, 64, {31, 31}, 0.0},
+  };
+  unsigned seed = 1;
+  for (const Case& c : cases) {
+    const Grid in = RandomGrid(c.rows, c.columns, c.nullShare, seed++);
+    for (int keepNulls : {0, 1}) {
+      EXPECT_EQ(Filter(in, c.size, keepNulls), NaiveAverage(in, c.size, keepNulls != 0))
+          << c.rows << "x" << c.columns << " window " << c.size.x << "x" << c.size.y
+          << " keepNulls " << keepNulls;
+    }
+  }
+}
+
+TEST_F(SurfaceFilterTest, ExtremeHeightsDoNotOverflow) {
+  // Sums of 32767 over wide windows: beyond 2^24 (single precision) and, for the 70001 window,
+  // beyond 2^31.
+  for (unsigned long long window : {511ull, 513ull, 1025ull, 70001ull}) {
+    Grid in(1, std::vector<short>(window < 2000 ? window : 70000, 32767));
+    in[0][1] = -32767;
+    const Grid out = Filter(in, {window, 1}, 0);
+    EXPECT_EQ(out, NaiveAverage(in, {window, 1}, false)) << window;
+  }
+}
+
+TEST_F(SurfaceFilterTest, SmallSizesCopyOnceAndLeaveTheObjectFresh) {
+  const Grid in = {{1, N, 3}, {4, 5, 6}};
+  Ty::Object<void*> input = Map(in);
+  Ty::Object<void*> output = Map({{0, 0, 0}, {0, 0, 0}});
+  SurfaceFilter filter(input, output, alloc_);
+  filter.Average({1, 1}, 0);
+  EXPECT_EQ(rotest::ReadArray2<short>(output), in);
+  // Still fresh: the next filter reads the caller's input, not the output.
+  static_cast<short*>(zArray2_Row(output, 1))[0] = 100;
+  filter.Average({1, 0}, 0);
+  EXPECT_EQ(rotest::ReadArray2<short>(output)[1][0], 4) << "a fresh object copies again";
+  filter.Average({3, 1}, 0);
+  static_cast<short*>(zArray2_Row(output, 0))[0] = 7;
+  filter.Average({1, 1}, 0);
+  EXPECT_EQ(rotest::ReadArray2<short>(output)[0][0], 7) << "an applied object is left as it is";
+}
+
+TEST_F(SurfaceFilterTest, ChainingFiltersThePreviousResult) {
+  const Grid in = RandomGrid(11, 19, 0.2, 7);
+  Ty::Object<void*> input = Map(in);
+  Ty::Object<void*> output = Map(Grid(11, std::vector<short>(19)));
+  SurfaceFilter(input, output, alloc_).Average({3, 5}, 0).Average({5, 3}, 1);
+  const Grid first = NaiveAverage(in, {3, 5}, false);
+  EXPECT_EQ(rotest::ReadArray2<short>(output), NaiveAverage(first, {5, 3}, true));
+  EXPECT_EQ(rotest::ReadArray2<short>(input), in) << "the input is never written";
+}
+
+TEST_F(SurfaceFilterTest, InPlaceGivesTheSameResult) {
+  const Grid in = RandomGrid(30, 25, 0.1, 3);
+  Ty::Object<void*> map = Map(in);
+  SurfaceFilter(map, map, alloc_).Average({5, 7}, 0).Average({3, 3}, 0);
+  EXPECT_EQ(rotest::ReadArray2<short>(map),
+            NaiveAverage(NaiveAverage(in, {5, 7}, false), {3, 3}, false));
+}
+
+TEST_F(SurfaceFilterTest, RefusesBadMaps) {
+  const char* kName = "Ro::Vision::SurfaceFilter::SurfaceFilter";
+  Ty::Object<void*> map = Map({{1, 2}, {3, 4}});
+  Ty::Object<void*> wide = Map({{1, 2, 3}, {3, 4, 5}});
+  Ty::Object<void*> tall = Map({{1, 2}, {3, 4}, {5, 6}});
+  Ty::Object<void*> bytes = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), {{1, 2}, {3, 4}});
+  Ty::Object<void*> none;
+  for (const auto& [in, out] : std::vector<std::pair<Ty::Object<void*>, Ty::Object<void*>>>{
+           {none, map}, {map, none}, {bytes, map}, {map, bytes}, {map, wide}, {map, tall}}) {
+    auto caught = rotest::CatchTy([&] { SurfaceFilter(in, out, alloc_); });
+    ASSERT_TRUE(caught.has_value());
+    EXPECT_EQ(caught->Status(), -997);
+    EXPECT_EQ(caught->Line(), 2004);
+    EXPECT_EQ(caught->File(), "Filter/Filter");
+    EXPECT_EQ(caught->Function(), kName);
+  }
+}
+
+TEST_F(SurfaceFilterTest, FailingAllocationsRaiseThePlatformStatus) {
+  // The caller's maps come from the default allocator, so that only the filter's own arrays
+  // are counted.
+  const Grid in = RandomGrid(6, 9, 0.1, 5);
+  Ty::Object<void*> input = rotest::MakeArray2<short>(zTypeOf(z16s), in);
+  Ty::Object<void*> output = rotest::MakeArray2<short>(zTypeOf(z16s), in);
+  const zSize made = rotest::ExpectEveryAllocationFailureRaised(alloc_, [&] {
+    SurfaceFilter filter(input, output, alloc_);
+    filter.Average({3, 3}, 0).Average({5, 5}, 0);
+  });
+  EXPECT_GT(made, 2u);  // work arrays of both calls and the clone for the second
+}
+
+// The SSE2 steps against the plain ones they replace.
+TEST(SurfaceAverageKernel, FastDivisionMatchesIntegerDivision) {
+  namespace sa = Ro::Vision::surface_average;
+  std::vector<std::int32_t> sums;
+  std::vector<std::int32_t> counts;
+  for (std::int32_t count = 0; count <= static_cast<std::int32_t>(sa::kMaxFastCount); ++count) {
+    // Exact multiples and their neighbours, where a rounded quotient could cross an integer,
+    // up to the largest sum such a count can reach.
+    for (std::int32_t q : {0, 1, 2, 3, 77, 1000, 16383, 32766, 32767}) {
+      for (std::int32_t delta : {-1, 0, 1}) {
+        for (std::int32_t sign : {1, -1}) {
+          const long long sum = sign * (static_cast<long long>(q) * count + delta);
+          if (count > 0 && std::llabs(sum) > 32767LL * count) continue;
+          sums.push_back(static_cast<std::int32_t>(sum));
+          counts.push_back(count);
+        }
+      }
+    }
+  }
+  std::vector<short> own(sums.size(), 1);
+  for (std::size_t i = 0; i < own.size(); i += 3) own[i] = N;
+  for (bool keepNulls : {false, true}) {
+    std::vector<short> fast(sums.size());
+    std::vector<short> plain(sums.size());
+    sa::WriteMeansFast(sums.data(), counts.data(), own.data(), fast.data(), sums.size(), keepNulls);
+    sa::WriteMeansPlain(sums.data(), counts.data(), own.data(), plain.data(), sums.size(),
+                        keepNulls);
+    ASSERT_EQ(fast, plain);
+#if defined(RO_SURFACE_AVERAGE_AVX2)
+    if (sa::HasAvx2()) {
+      sa::WriteMeansAvx2(sums.data(), counts.data(), own.data(), fast.data(), sums.size(),
+                         keepNulls);
+      ASSERT_EQ(fast, plain) << "AVX2";
+    }
+#endif
+  }
+}
+
+TEST(SurfaceAverageKernel, FastPrefixAndDifferenceMatchPlain) {
+  namespace sa = Ro::Vision::surface_average;
+  for (std::size_t n : {0u, 5u, 8u, 37u, 70000u}) {
+    Grid row = RandomGrid(1, n, 0.2, static_cast<unsigned>(n));
+    // Long rows of large values wrap the 32-bit prefix; the differences must still be exact.
+    if (n == 70000) row = Grid(1, std::vector<short>(n, 32767));
+    std::vector<std::uint32_t> fastSums(n + 1), fastCounts(n + 1), sums(n + 1), counts(n + 1);
+    sa::PrefixFast(row[0].data(), fastSums.data(), fastCounts.data(), n);
+    sa::PrefixPlain(row[0].data(), sums.data(), counts.data(), n);
+    ASSERT_EQ(fastSums, sums) << n;
+    ASSERT_EQ(fastCounts, counts) << n;
+    if (n < 20) continue;
+    std::vector<std::int32_t> fast(n - 15), plain(n - 15);
+    sa::DifferenceFast(sums.data() + 15, sums.data(), fast.data(), n - 15);
+    sa::DifferencePlain(sums.data() + 15, sums.data(), plain.data(), n - 15);
+    EXPECT_EQ(fast, plain);
+    if (n == 70000) {
+      EXPECT_EQ(plain.back(), 15 * 32767);
+    }
+#if defined(RO_SURFACE_AVERAGE_AVX2)
+    if (sa::HasAvx2()) {
+      sa::DifferenceAvx2(sums.data() + 15, sums.data(), fast.data(), n - 15);
+      EXPECT_EQ(fast, plain);
+    }
+#endif
+  }
+}
+
+TEST(SurfaceAverageKernel, FastAccumulationMatchesPlain) {
+  namespace sa = Ro::Vision::surface_average;
+  const Grid rows = RandomGrid(3, 37, 0.2, 9);
+  std::vector<std::int32_t> fastSum(37, 5), fastCount(37, 2), plainSum(37, 5), plainCount(37, 2);
+  for (bool add : {true, false, true}) {
+    for (const auto& row : rows) {
+      sa::AccumulateFast(fastSum.data(), fastCount.data(), row.data(), row.size(), add);
+      sa::AccumulatePlain(plainSum.data(), plainCount.data(), row.data(), row.size(), add);
+    }
+  }
+  EXPECT_EQ(fastSum, plainSum);
+  EXPECT_EQ(fastCount, plainCount);
+#if defined(RO_SURFACE_AVERAGE_AVX2)
+  if (sa::HasAvx2()) {
+    std::vector<std::int32_t> avxSum(37, 5), avxCount(37, 2);
+    for (bool add : {true, false, true}) {
+      for (const auto& row : rows) {
+        sa::AccumulateAvx2(avxSum.data(), avxCount.data(), row.data(), row.size(), add);
+      }
+    }
+    EXPECT_EQ(avxSum, plainSum);
+    EXPECT_EQ(avxCount, plainCount);
+  }
+#endif
+}
+
+}  // namespace

@@ -1,0 +1,151 @@
+#include <RoVision/Fitting/SphereFit.h>
+#include <gtest/gtest.h>
+#include <support/TestSupport.h>
+#include <zApi/zApi.h>
+
+#include <cfloat>
+#include <cmath>
+#include <random>
+#include <vector>
+
+namespace rv = Ro::Vision;
+
+namespace {
+
+constexpr double kNull = -DBL_MAX;
+constexpr double kPi = 3.14159265358979323846;
+
+class FitSphereTest : public rotest::LeakCheckedTest {};
+
+// Points spread over a sphere, with every tenth point pushed 2 to 5 units off the surface.
+std::vector<zPoint3d64f> NoisySphere(std::vector<bool>* isOutlier) {
+  std::mt19937 random(5);
+  std::normal_distribution<double> noise(0, 0.01);
+  std::uniform_real_distribution<double> unit(0, 1), push(2, 5);
+  std::vector<zPoint3d64f> points;
+  isOutlier->clear();
+  for (int i = 0; i < 500; ++i) {
+    const double z = 2 * unit(random) - 1, t = 2 * kPi * unit(random);
+    const bool outlier = i % 10 == 3;
+    const double r = 25 + noise(random) + (outlier ? (i % 20 == 3 ? 1 : -1) * push(random) : 0);
+    const double s = std::sqrt(1 - z * z);
+    points.push_back({10 + r * s * std::cos(t), -5 + r * s * std::sin(t), 1e3 + r * z});
+    isOutlier->push_back(outlier);
+  }
+  return points;
+}
+
+TEST_F(FitSphereTest, RejectsOutliersAndRecoversTheSphere) {
+  std::vector<bool> isOutlier;
+  const auto points = NoisySphere(&isOutlier);
+  zPoint3d64f center;
+  double radius;
+  std::vector<zPoint3d64f> outliers, inliers;
+  rv::FitSphere(points.data(), points.size(), &center, &radius, alloc_, 0.5, &outliers, &inliers);
+  // 450 inliers with sigma 0.01: the centre and radius are known to about 0.002.
+  EXPECT_NEAR(center.x, 10, 5e-3);
+  EXPECT_NEAR(center.y, -5, 5e-3);
+  EXPECT_NEAR(center.z, 1e3, 5e-3);
+  EXPECT_NEAR(radius, 25, 5e-3);
+  ASSERT_EQ(outliers.size(), 50u);
+  ASSERT_EQ(inliers.size(), 450u);
+  size_t o = 0, k = 0;
+  for (size_t i = 0; i < points.size(); ++i) {
+    const zPoint3d64f& expected = points[i];
+    const zPoint3d64f& got = isOutlier[i] ? outliers[o++] : inliers[k++];
+    EXPECT_EQ(got.x, expected.x) << i;
+  }
+  // Without rejection the outliers pull the fit.
+  rv::FitSphere(points.data(), points.size(), &center, &radius, alloc_, kNull, &outliers, nullptr);
+  EXPECT_TRUE(outliers.empty());
+  EXPECT_GT(std::fabs(radius - 25), 5e-3);
+}
+
+TEST_F(FitSphereTest, BadInput) {
+  zPoint3d64f center;
+  double radius;
+  const std::vector<zPoint3d64f> three = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+  auto caught = rotest::CatchTy(
+      [&] { rv::FitSphere(three.data(), 3, &center, &radius, alloc_, 1, nullptr, nullptr); });
+  ASSERT_TRUE(caught);
+  EXPECT_EQ(caught->Status(), -996);
+  EXPECT_EQ(caught->Line(), 3019);
+  EXPECT_EQ(caught->Function(), "Ro::Vision::FitSphere");
+  EXPECT_EQ(radius, kNull);
+  // Unusable points do not count: NaN, infinite, null z.
+  std::vector<zPoint3d64f> four = {{1, 0, 0},     {0, 1, 0},       {0, 0, 1}, {std::nan(""), 0, 0},
+                                   {0, 0, kNull}, {0, HUGE_VAL, 0}};
+  EXPECT_TY_STATUS(
+      rv::FitSphere(four.data(), four.size(), &center, &radius, alloc_, 1, nullptr, nullptr), -996);
+  four.push_back({-1, 0, 0});
+  rv::FitSphere(four.data(), four.size(), &center, &radius, alloc_, 1, nullptr, nullptr);
+  EXPECT_NEAR(radius, 1, 1e-12);
+  // Coplanar points (a circle) have no sphere.
+  std::vector<zPoint3d64f> flat;
+  for (int i = 0; i < 20; ++i) flat.push_back({std::cos(i * 0.3), std::sin(i * 0.3), 7});
+  EXPECT_TY_STATUS(
+      rv::FitSphere(flat.data(), flat.size(), &center, &radius, alloc_, 1, nullptr, nullptr), -996);
+  for (double distance : {0.0, -1.0, std::nan("")}) {
+    EXPECT_TY_STATUS(rv::FitSphere(four.data(), four.size(), &center, &radius, alloc_, distance,
+                                   nullptr, nullptr),
+                     -997);
+  }
+  EXPECT_TY_STATUS(rv::FitSphere(nullptr, 5, &center, &radius, alloc_, 1, nullptr, nullptr), -997);
+  EXPECT_TY_STATUS(
+      rv::FitSphere(four.data(), four.size(), nullptr, &radius, alloc_, 1, nullptr, nullptr), -997);
+  rotest::ExpectEveryAllocationFailureRaised(alloc_, [&] {
+    rv::FitSphere(four.data(), four.size(), &center, &radius, alloc_, 1, nullptr, nullptr);
+  });
+}
+
+// A spherical cap as a height map: radius 5 world units, centre 3 units below the surface.
+rv::Surface Cap(short spikeValue) {
+  rv::Surface surface;
+  surface.scale = {0.05, 0.05, 0.001};
+  surface.offset = {-4, -4, 0};
+  const int size = 161;
+  void* heights = nullptr;
+  EXPECT_EQ(zArray2_Construct(&heights, zTypeOf(z16s), size, size, nullptr), zOK);
+  for (int r = 0; r < size; ++r) {
+    short* row = static_cast<short*>(zArray2_Row(heights, r));
+    for (int c = 0; c < size; ++c) {
+      const double x = -4 + 0.05 * c, y = -4 + 0.05 * r;
+      const double h2 = 25 - x * x - y * y;
+      row[c] = h2 < 9 ? short(-32768) : short(std::lround((std::sqrt(h2) - 3) / 0.001));
+    }
+  }
+  static_cast<short*>(zArray2_Row(heights, 80))[80] = spikeValue;
+  surface.layers.emplace_back(heights);
+  return surface;
+}
+
+TEST_F(FitSphereTest, SurfaceCapWithASpike) {
+  const rv::Surface cap = Cap(short(15000));  // one cell 13 units too high
+  zPoint3d64f center;
+  double radius;
+  std::vector<zPoint3d64f> outliers, inliers;
+  rv::FitSphere(cap, {0, 0, 161, 161}, nullptr, &center, &radius, outliers, 0.01, &inliers, 0);
+  // Heights quantised to 0.001 on a cap of half-angle 37 degrees: a few thousandths.
+  EXPECT_NEAR(center.x, 0, 1e-3);
+  EXPECT_NEAR(center.y, 0, 1e-3);
+  EXPECT_NEAR(center.z, -3, 5e-3);
+  EXPECT_NEAR(radius, 5, 5e-3);
+  ASSERT_EQ(outliers.size(), 1u);
+  EXPECT_NEAR(outliers[0].z, 15, 1e-9);
+  // One round only: the first fit, pulled by the spike, rejects far more than the spike, and no
+  // second round lets those points back.
+  rv::FitSphere(cap, {0, 0, 161, 161}, nullptr, &center, &radius, outliers, 0.01, nullptr, 1);
+  EXPECT_GT(outliers.size(), 1u);
+
+  auto caught = rotest::CatchTy([&] {
+    rv::FitSphere(cap, {0, 0, 3, 3}, nullptr, &center, &radius, outliers, 0.01, nullptr, 0);
+  });
+  ASSERT_TRUE(caught);
+  EXPECT_EQ(caught->Status(), -996);
+  EXPECT_EQ(caught->Line(), 3277);
+  EXPECT_TY_STATUS(
+      rv::FitSphere(cap, {0, 0, 162, 3}, nullptr, &center, &radius, outliers, 0.01, nullptr, 0),
+      -997);
+}
+
+}  // namespace
