@@ -7,6 +7,7 @@
 #include "Alignment/RefFrame.h"
 #include "Arithmetic/Arithmetics.h"
 #include "Common/Common.h"
+#include "Common/MaskProfile.h"
 #include "Common/alphanum.h"
 #include "Filter/ProfileFilter.h"
 #include "Filter/ProfileGaussian.h"
