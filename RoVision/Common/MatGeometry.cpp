@@ -31,7 +31,7 @@ int CvInterpolation(const Site& site, Interpolation interpolation) {
 // no cancellation.
 template <class T>
 MatTemplated<z32f> NullIndicator(const Site& site, const MatTemplated<T>& m, void* alloc) {
-  MatTemplated<z32f> indicator = NewMat<z32f>(site, m.Rows(), m.Cols(), alloc);
+  MatTemplated<z32f> indicator = NewOutputMat<z32f>(site, m.Rows(), m.Cols(), alloc);
   ForRows(site, m.Rows(), [&](int begin, int end) {
     for (int y = begin; y < end; ++y) {
       const T* s = m.Row(y);
@@ -56,7 +56,7 @@ void NullWhereTouched(const Site& site, const MatTemplated<z32f>& touched,
 
 template <class T, class F>
 MatTemplated<T> CvInto(const Site& site, int rows, int cols, void* alloc, F&& call) {
-  MatTemplated<T> out = NewMat<T>(site, rows, cols, alloc);
+  MatTemplated<T> out = NewOutputMat<T>(site, rows, cols, alloc);
   cv::Mat dst = CvHeader(out);
   CvCall(site, __LINE__, [&] { call(dst); });
   RequireSameBuffer(site, dst, out.Row(0));

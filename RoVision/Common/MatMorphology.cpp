@@ -47,7 +47,7 @@ T Absent(bool erode) {
 template <class T>
 MatTemplated<T> CvMorphology(const Site& site, const MatTemplated<T>& src, int cvOp,
                              const cv::Mat& element, void* alloc) {
-  MatTemplated<T> out = NewMat<T>(site, src.Rows(), src.Cols(), alloc);
+  MatTemplated<T> out = NewOutputMat<T>(site, src.Rows(), src.Cols(), alloc);
   if (out.Empty()) return out;
   cv::Mat dst = CvHeader(out);
   CvCall(site, __LINE__, [&] { cv::morphologyEx(CvHeader(src), dst, cvOp, element); });
@@ -67,7 +67,7 @@ MatTemplated<T> NullAwareMinMax(const Site& site, const MatTemplated<T>& src, bo
     // The null already loses every maximum (z16s dilation).
     out = CvMorphology(site, src, cv::MORPH_DILATE, element, alloc);
   } else {
-    MatTemplated<T> replaced = NewMat<T>(site, src.Rows(), src.Cols(), alloc);
+    MatTemplated<T> replaced = NewOutputMat<T>(site, src.Rows(), src.Cols(), alloc);
     ForRows(site, src.Rows(), [&](int begin, int end) {
       for (int y = begin; y < end; ++y) {
         const T* s = src.Row(y);

@@ -39,7 +39,7 @@ void RequireBinaryType(const Site& site, ThresholdType type) {
 template <class T>
 MatTemplated<T> ApplyThreshold(const Site& site, const MatTemplated<T>& src, double threshold,
                                double maxValue, int cvType, void* alloc) {
-  MatTemplated<T> out = NewMat<T>(site, src.Rows(), src.Cols(), alloc);
+  MatTemplated<T> out = NewOutputMat<T>(site, src.Rows(), src.Cols(), alloc);
   if (out.Empty()) return out;
   cv::Mat dst = CvHeader(out);
   CvCall(site, __LINE__, [&] { cv::threshold(CvHeader(src), dst, threshold, maxValue, cvType); });
@@ -178,7 +178,7 @@ MatTemplated<T> MatTemplated<T>::ThresholdOtsu(double maxValue, ThresholdType ty
   const int cvType = CvThresholdType(site, type);
   if constexpr (std::is_same_v<T, z8u>) {
     if (Empty()) Throw(site, __LINE__, kInvalidArgument, "no valid cell");
-    MatTemplated<T> out = NewMat<T>(site, rows_, cols_, alloc);
+    MatTemplated<T> out = NewOutputMat<T>(site, rows_, cols_, alloc);
     cv::Mat dst = CvHeader(out);
     double found = 0;
     CvCall(site, __LINE__, [&] {
@@ -208,7 +208,7 @@ MatTemplated<T> MatTemplated<T>::ThresholdNiblack(int windowWidth, int windowHei
   RequireBinaryType(site, type);
   if (windowWidth < 1 || windowHeight < 1 || windowWidth % 2 == 0 || windowHeight % 2 == 0)
     Throw(site, __LINE__, kInvalidArgument, "window sizes must be odd and positive");
-  MatTemplated<T> out = NewMat<T>(site, rows_, cols_, alloc);
+  MatTemplated<T> out = NewOutputMat<T>(site, rows_, cols_, alloc);
   const T on = cv::saturate_cast<T>(maxValue);
   const T high = type == ThresholdType::Binary ? on : T(0);
   const T low = type == ThresholdType::Binary ? T(0) : on;
