@@ -15,6 +15,7 @@
 #include "Fitting/CircleFit.h"
 #include "Fitting/EllipseFit.h"
 #include "Fitting/LineFit.h"
+#include "Fitting/MinimumCircles.h"
 #include "Fitting/PlaneFit.h"
 #include "Fitting/PolynomialFit.h"
 #include "Fitting/SphereFit.h"
@@ -23,6 +24,7 @@
 #include "Geometry/PolygonContainment.h"
 #include "Geometry/SectorContainment.h"
 #include "Geometry/ShapeConversion.h"
+#include "Utils/PlaneMeasure.h"
 #include "Utils/RegionConversion.h"
 #include "Utils/SurfaceData.h"
 
