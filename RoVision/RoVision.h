@@ -19,6 +19,7 @@
 #include "Fitting/PlaneFit.h"
 #include "Fitting/PolynomialFit.h"
 #include "Fitting/SphereFit.h"
+#include "Geometry/BoundingBox.h"
 #include "Geometry/FeatureLine.h"
 #include "Geometry/LinePlaneIntersection.h"
 #include "Geometry/PolygonContainment.h"
