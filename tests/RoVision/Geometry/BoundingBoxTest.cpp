@@ -1,4 +1,5 @@
 #include <RoVision/Geometry/BoundingBox.h>
+#include <RoVision/Geometry/BoundingBoxPrivate.h>
 #include <gtest/gtest.h>
 #include <support/TestSupport.h>
 #include <zApi/zArray2.h>
@@ -230,6 +231,29 @@ TEST(GetBoundingBox, ListOfRegionsIsIndependentOfTheTaskCount) {
   const cv::RotatedRect cvRect = cv::minAreaRect(pts);
   EXPECT_NEAR(reference.width * reference.length, double(cvRect.size.width) * cvRect.size.height,
               1e-5 * reference.width * reference.length);
+}
+
+TEST(GetBoundingBox, VectorisedHeightRangeEqualsScalar) {
+  std::mt19937 random(11);
+  std::uniform_int_distribution<int> h(-32768, 32767), pick(0, 3);
+  for (int n : {0, 1, 7, 8, 9, 31, 200}) {
+    for (int trial = 0; trial < 20; ++trial) {
+      std::vector<short> heights(std::size_t(n) + 1);
+      std::vector<unsigned char> mask(std::size_t(n) + 1);
+      for (int i = 0; i < n; ++i) {
+        heights[std::size_t(i)] = pick(random) == 0 ? short(-32768) : short(h(random));
+        mask[std::size_t(i)] = pick(random) == 0 ? 0 : 1;
+      }
+      for (const unsigned char* m : {static_cast<const unsigned char*>(nullptr),
+                                     static_cast<const unsigned char*>(mask.data())}) {
+        short l1, h1, l2, h2;
+        rv::HeightRangeScalar(heights.data(), m, n, l1, h1);
+        rv::HeightRange(heights.data(), m, n, l2, h2);
+        EXPECT_EQ(l1, l2) << n;
+        EXPECT_EQ(h1, h2) << n;
+      }
+    }
+  }
 }
 
 TEST(GetBoundingBox, BadRegionsRaise) {
