@@ -139,6 +139,22 @@ void OfferHullCrossings(const Triangulation& t, std::size_t k, Candidate& best) 
   }
 }
 
+bool Intersection(const Vec& a, const Vec& b, const Vec& c, const Vec& d, Vec& out) {
+  // 2 (b - a) . x = |b|^2 - |a|^2 and 2 (d - c) . x = |d|^2 - |c|^2
+  const double a11 = 2 * (b.x - a.x), a12 = 2 * (b.y - a.y);
+  const double a21 = 2 * (d.x - c.x), a22 = 2 * (d.y - c.y);
+  const double r1 = (b.x * b.x + b.y * b.y) - (a.x * a.x + a.y * a.y);
+  const double r2 = (d.x * d.x + d.y * d.y) - (c.x * c.x + c.y * c.y);
+  const double det = a11 * a22 - a12 * a21;
+  if (det == 0) return false;
+  out = {(r1 * a22 - r2 * a12) / det, (a11 * r2 - a21 * r1) / det};
+  return std::isfinite(out.x) && std::isfinite(out.y);
+}
+
+bool Circumcentre(const Vec& a, const Vec& b, const Vec& c, Vec& out) {
+  return Intersection(a, b, a, c, out);
+}
+
 }  // namespace
 
 bool MaximumInscribed(const std::vector<Vec>& points, Circle& circle) {
@@ -146,8 +162,14 @@ bool MaximumInscribed(const std::vector<Vec>& points, Circle& circle) {
   if (!t.Build(points)) return false;
   Candidate best;
   for (auto face = t.dt.finite_faces_begin(); face != t.dt.finite_faces_end(); ++face) {
-    const Vec c = ToVec(CGAL::circumcenter(face->vertex(0)->point(), face->vertex(1)->point(),
-                                           face->vertex(2)->point()));
+    // A sliver that the exact predicates keep may still have no circumcentre in doubles (its
+    // centre lies far outside the hull then): it is skipped, never handed to CGAL's
+    // construction, which asserts on it.
+    Vec c;
+    if (!Circumcentre(ToVec(face->vertex(0)->point()), ToVec(face->vertex(1)->point()),
+                      ToVec(face->vertex(2)->point()), c)) {
+      continue;
+    }
     const double r2 = Distance2(c, ToVec(face->vertex(0)->point()));
     if (r2 > best.radius2 && t.InHull(c)) best.Offer(c, r2);
   }
@@ -210,22 +232,6 @@ Zone SearchZone(const ZoneEvaluator& evaluate, const Vec& start, double half, do
     }
   }
   return best;
-}
-
-bool Intersection(const Vec& a, const Vec& b, const Vec& c, const Vec& d, Vec& out) {
-  // 2 (b - a) . x = |b|^2 - |a|^2 and 2 (d - c) . x = |d|^2 - |c|^2
-  const double a11 = 2 * (b.x - a.x), a12 = 2 * (b.y - a.y);
-  const double a21 = 2 * (d.x - c.x), a22 = 2 * (d.y - c.y);
-  const double r1 = (b.x * b.x + b.y * b.y) - (a.x * a.x + a.y * a.y);
-  const double r2 = (d.x * d.x + d.y * d.y) - (c.x * c.x + c.y * c.y);
-  const double det = a11 * a22 - a12 * a21;
-  if (det == 0) return false;
-  out = {(r1 * a22 - r2 * a12) / det, (a11 * r2 - a21 * r1) / det};
-  return std::isfinite(out.x) && std::isfinite(out.y);
-}
-
-bool Circumcentre(const Vec& a, const Vec& b, const Vec& c, Vec& out) {
-  return Intersection(a, b, a, c, out);
 }
 
 // The indices of the up to kMaxCritical points nearest to (outer = false) or farthest from the
