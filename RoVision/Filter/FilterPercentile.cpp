@@ -242,29 +242,45 @@ class TileRank {
 
   T Percentile(std::size_t n, std::ptrdiff_t x, std::uint64_t serial) {
     const percentile::RankPosition at = percentile::PositionOf(n, job_.percentile);
-    const int low = ValueOfKey(Select(at.index, x, serial), T());
+    std::uint16_t next = 0;
+    const std::uint16_t key = Select(at.index, x, serial, at.fraction != 0 ? &next : nullptr);
+    const int low = ValueOfKey(key, T());
     if (at.fraction == 0) return static_cast<T>(low);
-    const int high = ValueOfKey(Select(at.index + 1, x, serial), T());
-    return static_cast<T>(percentile::Interpolate(low, high, at.fraction));
+    return static_cast<T>(percentile::Interpolate(low, ValueOfKey(next, T()), at.fraction));
   }
 
-  // The key of rank t (0-based) among the window's valid values; t < n.
-  std::uint16_t Select(std::size_t t, std::ptrdiff_t x, std::uint64_t serial) {
+  // The key of rank t (0-based) among the window's valid values; t < n. With `next`, also the
+  // key of rank t + 1 (t + 1 < n), found from where rank t was found when it lies in the same
+  // coarse bin, which is the common case.
+  std::uint16_t Select(std::size_t t, std::ptrdiff_t x, std::uint64_t serial,
+                       std::uint16_t* next) {
     std::size_t cum = 0;
     std::size_t g = 0;
     while (cum + kCoarseGroup_[g] <= t) cum += kCoarseGroup_[g++];
     std::size_t b = g * kGroup;
     while (cum + kCoarse_[b] <= t) cum += kCoarse_[b++];
     UpdateFine(b, x, serial);
-    t -= cum;
+    const std::size_t rest = t - cum;
     cum = 0;
     const Count* groups = kFineGroup_ + b * kGroup;
     std::size_t h = 0;
-    while (cum + groups[h] <= t) cum += groups[h++];
+    while (cum + groups[h] <= rest) cum += groups[h++];
     const Count* fine = kFine_ + b * kFine;
     std::size_t f = h * kGroup;
-    while (cum + fine[f] <= t) cum += fine[f++];
-    return static_cast<std::uint16_t>(((blo_ + b) << 8) | f);
+    while (cum + fine[f] <= rest) cum += fine[f++];
+    const auto key = static_cast<std::uint16_t>(((blo_ + b) << 8) | f);
+    if (next) {
+      if (rest + 1 < cum + fine[f]) {
+        *next = key;  // rank t + 1 holds the same value
+      } else if (rest + 1 < kCoarse_[b]) {
+        std::size_t f2 = f + 1;
+        while (fine[f2] == 0) ++f2;
+        *next = static_cast<std::uint16_t>(((blo_ + b) << 8) | f2);
+      } else {
+        *next = Select(t + 1, x, serial, nullptr);
+      }
+    }
+    return key;
   }
 
   // Brings the window's fine histogram of coarse bin b to column x: slides it from where it was
