@@ -22,6 +22,10 @@ constexpr std::size_t kFine = 256;  // fine bins: the low byte of a key
 constexpr std::size_t kGroup = 16;  // bins summed into one group, to search in two short steps
 constexpr std::size_t kTileColumns = 64;
 constexpr std::size_t kTileRows = 128;
+// Above this the per-column histograms of a tile give way to the direct path (RunDirect). With
+// every coarse bin in play a column takes about 140 KiB in 16-bit counts, so this allows
+// windows about 480 columns wide over the full 16-bit range; narrower value ranges allow more.
+constexpr std::size_t kMaxColumnBytes = std::size_t(64) << 20;
 
 // Keys: order-preserving unsigned 16-bit images of the values, 0 for null.
 inline std::uint16_t KeyOf(short v) {
@@ -107,7 +111,13 @@ class TileRank {
       for (std::size_t y = y0; y < y1; ++y) std::fill(OutRow(y) + x0, OutRow(y) + x1, Null());
       return;
     }
-    Lay();
+    LayKernel();
+    const std::size_t columnBytes = (xb_ - xa_) * PerColumn() * sizeof(Count);
+    if (columnBytes > kMaxColumnBytes) {
+      RunDirect(y0, y1, x0, x1);
+      return;
+    }
+    LayColumns();
     // Column histograms hold the window rows of the current output row.
     std::size_t loaded = ya;   // next input row to add
     std::size_t dropped = ya;  // next input row to remove
@@ -149,17 +159,21 @@ class TileRank {
     return true;
   }
 
-  // Carves the tile's arrays from the two work blocks.
-  void Lay() {
+  std::size_t PerColumn() const { return 1 + nbPad_ + kGroup + nb_ * (kFine + kGroup); }
+
+  // Carves the tile's column histograms from their work block.
+  void LayColumns() {
     nc_ = xb_ - xa_;
-    const std::size_t perColumn = 1 + nbPad_ + kGroup + nb_ * (kFine + kGroup);
-    auto* columns = static_cast<Count*>(columnsBlock_.Reserve(nc_ * perColumn * sizeof(Count)));
+    auto* columns = static_cast<Count*>(columnsBlock_.Reserve(nc_ * PerColumn() * sizeof(Count)));
     total_ = columns;
     coarse_ = total_ + nc_;
     coarseGroup_ = coarse_ + nc_ * nbPad_;
     fine_ = coarseGroup_ + nc_ * kGroup;
     fineGroup_ = fine_ + nc_ * nb_ * kFine;
+  }
 
+  // Carves the window's histograms from their work block, all zero.
+  void LayKernel() {
     const std::size_t stamps = 2 * nb_ * sizeof(std::uint64_t);
     const std::size_t counts = (nbPad_ + kGroup + nb_ * (kFine + kGroup)) * sizeof(Count);
     auto* kernel = static_cast<unsigned char*>(kernelBlock_.Reserve(stamps + counts));
@@ -170,6 +184,54 @@ class TileRank {
     kCoarseGroup_ = kCoarse_ + nbPad_;
     kFine_ = kCoarseGroup_ + kGroup;
     kFineGroup_ = kFine_ + nb_ * kFine;
+  }
+
+  // The fallback for very wide windows over a wide value range, where the per-column fine
+  // histograms would take more than kMaxColumnBytes: the window's histograms are kept directly,
+  // a step adding and removing the cells of one column each (cost per cell grows with the window
+  // height here).
+  void RunDirect(std::size_t y0, std::size_t y1, std::size_t x0, std::size_t x1) {
+    direct_ = true;
+    const auto hx = static_cast<std::ptrdiff_t>(job_.halfX);
+    const auto last = static_cast<std::ptrdiff_t>(job_.columns) - 1;
+    for (std::size_t y = y0; y < y1; ++y) {
+      const std::size_t lo = y > job_.halfY ? y - job_.halfY : 0;
+      const std::size_t hi = std::min(job_.rows, y + job_.halfY + 1);
+      std::size_t n = 0;
+      auto column = [&](std::ptrdiff_t c, bool add) {
+        if (c < 0 || c > last) return;
+        for (std::size_t r = lo; r < hi; ++r) {
+          const std::uint16_t key = KeyOf(InRow(r)[c]);
+          if (key == 0) continue;
+          AddToWindow(key, add);
+          n = add ? n + 1 : n - 1;
+        }
+      };
+      const auto sx0 = static_cast<std::ptrdiff_t>(x0);
+      for (std::ptrdiff_t c = sx0 - hx; c <= sx0 + hx; ++c) column(c, true);
+      const T* own = InRow(y);
+      T* out = OutRow(y);
+      for (std::size_t x = x0; x < x1; ++x) {
+        const auto sx = static_cast<std::ptrdiff_t>(x);
+        if (x > x0) {
+          column(sx + hx, true);
+          column(sx - hx - 1, false);
+        }
+        const bool empty = n == 0 || (job_.keepNull && KeyOf(own[x]) == 0);
+        out[x] = empty ? Null() : Percentile(n, sx, 0);
+      }
+      const auto sx1 = static_cast<std::ptrdiff_t>(x1) - 1;
+      for (std::ptrdiff_t c = sx1 - hx; c <= sx1 + hx; ++c) column(c, false);
+    }
+    direct_ = false;
+  }
+
+  void AddToWindow(std::uint16_t key, bool add) {
+    const std::size_t b = (key >> 8) - blo_;
+    const std::size_t f = key & 0xFFu;
+    Count* cells[4] = {&kCoarse_[b], &kCoarseGroup_[b / kGroup], &kFine_[b * kFine + f],
+                       &kFineGroup_[b * kGroup + f / kGroup]};
+    for (Count* cell : cells) *cell = static_cast<Count>(add ? *cell + 1 : *cell - 1);
   }
 
   void UpdateColumns(std::size_t y, bool add) {
@@ -252,8 +314,7 @@ class TileRank {
   // The key of rank t (0-based) among the window's valid values; t < n. With `next`, also the
   // key of rank t + 1 (t + 1 < n), found from where rank t was found when it lies in the same
   // coarse bin, which is the common case.
-  std::uint16_t Select(std::size_t t, std::ptrdiff_t x, std::uint64_t serial,
-                       std::uint16_t* next) {
+  std::uint16_t Select(std::size_t t, std::ptrdiff_t x, std::uint64_t serial, std::uint16_t* next) {
     std::size_t cum = 0;
     std::size_t g = 0;
     while (cum + kCoarseGroup_[g] <= t) cum += kCoarseGroup_[g++];
@@ -286,6 +347,7 @@ class TileRank {
   // Brings the window's fine histogram of coarse bin b to column x: slides it from where it was
   // last used in this row when that is cheaper than building it anew from the window's columns.
   void UpdateFine(std::size_t b, std::ptrdiff_t x, std::uint64_t serial) {
+    if (direct_) return;  // the direct path keeps every fine histogram current
     Count* fine = kFine_ + b * kFine;
     Count* groups = kFineGroup_ + b * kGroup;
     const auto hx = static_cast<std::ptrdiff_t>(job_.halfX);
@@ -319,6 +381,7 @@ class TileRank {
   Scratch& kernelBlock_;
   std::size_t xa_ = 0, xb_ = 0, nc_ = 0;
   std::size_t blo_ = 0, nb_ = 0, nbPad_ = 0;
+  bool direct_ = false;
   Count* total_ = nullptr;
   Count* coarse_ = nullptr;
   Count* coarseGroup_ = nullptr;

@@ -97,6 +97,38 @@ TEST_F(FilterPercentileTest, HeightsEqualNaiveReference) {
   }
 }
 
+// Very wide windows over the full 16-bit range leave the per-column histograms for the direct
+// path; over one coarse bin (values 0..255) they keep them. Windows of more than 65535 cells
+// count in 32 bits. A window covering the whole map gives every cell the percentile of all
+// valid cells.
+TEST_F(FilterPercentileTest, VeryWideWindows) {
+  for (int high : {32767, 255}) {
+    const auto map = RandomMap<short>(2, 40000, 0.05, high == 255 ? 0 : -32767, high, N, 21);
+    const auto in = rotest::MakeArray2<short>(zTypeOf(z16s), map);
+    // The percentile of all valid cells by the rank rule (the reference's rule on one sorted list).
+    std::vector<short> valid;
+    for (const auto& row : map) {
+      std::copy_if(row.begin(), row.end(), std::back_inserter(valid),
+                   [](short h) { return h != N; });
+    }
+    std::sort(valid.begin(), valid.end());
+    for (double p : {0.0, 33.3, 50.0, 100.0}) {
+      const double pos = static_cast<double>(valid.size() - 1) * p / 100.0;
+      const auto i = static_cast<std::size_t>(pos);
+      const double v = pos > i ? valid[i] + (valid[i + 1] - valid[i]) * (pos - i) : valid[i];
+      const auto whole = static_cast<short>(std::trunc(v));
+      const auto result = Filter<short>(in, {80001, 3}, p, 0, alloc_);
+      for (const auto& row : result) {
+        ASSERT_EQ(std::count(row.begin(), row.end(), whole), 40000) << "p " << p << " to " << high;
+      }
+    }
+  }
+  const auto narrowMap = RandomMap<short>(3, 1500, 0.05, -32767, 32767, N, 22);
+  const auto narrow = rotest::MakeArray2<short>(zTypeOf(z16s), narrowMap);
+  EXPECT_EQ(Filter<short>(narrow, {1001, 3}, 40, 0, alloc_),
+            NaivePercentile<short>(narrowMap, {1001, 3}, 40, false, N));
+}
+
 TEST_F(FilterPercentileTest, IntensitiesEqualNaiveReference) {
   const auto map = RandomMap<unsigned char>(29, 41, 0.05, 1, 255, 0, 7);
   const auto in = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), map);
