@@ -34,10 +34,10 @@ Rect2d<int> Intersection(const Rect2d<int>& a, const Rect2d<int>& b) {
 Region2d<double> Combine(const Region2d<double>& a, const Region2d<double>& b, bool unite) {
   const double x0 = unite ? std::min(a.x, b.x) : std::max(a.x, b.x);
   const double y0 = unite ? std::min(a.y, b.y) : std::max(a.y, b.y);
-  const double x1 = unite ? std::max(a.x + a.width, b.x + b.width)
-                          : std::min(a.x + a.width, b.x + b.width);
-  const double y1 = unite ? std::max(a.y + a.length, b.y + b.length)
-                          : std::min(a.y + a.length, b.y + b.length);
+  const double x1 =
+      unite ? std::max(a.x + a.width, b.x + b.width) : std::min(a.x + a.width, b.x + b.width);
+  const double y1 =
+      unite ? std::max(a.y + a.length, b.y + b.length) : std::min(a.y + a.length, b.y + b.length);
   if (x1 < x0 || y1 < y0) return Region2d<double>{0, 0, 0, 0, 0};
   return Region2d<double>{x0, y0, x1 - x0, y1 - y0, 0};
 }
@@ -51,8 +51,7 @@ RectRegionRLE* ComposedRoiSurface::GetRectRegionRLE() {
   return _BuildRectRegionRLE();
 }
 
-void ComposedRoiSurface::UpdateInputParams(const Surface& surface, MaskMode mode,
-                                           void* allocator) {
+void ComposedRoiSurface::UpdateInputParams(const Surface& surface, MaskMode mode, void* allocator) {
   surface_ = surface;
   mode_ = mode;
   allocator_ = allocator;
@@ -60,8 +59,9 @@ void ComposedRoiSurface::UpdateInputParams(const Surface& surface, MaskMode mode
 }
 
 void ComposedRoiSurface::Add(const Member& roi) {
-  if (!roi) Throw(Site{mask::kModule, "Ro::Vision::ComposedRoiSurface::Add"}, __LINE__,
-                  kInvalidArgument, "the region to add is null");
+  if (!roi)
+    Throw(Site{mask::kModule, "Ro::Vision::ComposedRoiSurface::Add"}, __LINE__, kInvalidArgument,
+          "the region to add is null");
   members_.push_back(roi);
   boundingBoxValid_ = 0;
   maskValid_ = 0;
@@ -69,8 +69,8 @@ void ComposedRoiSurface::Add(const Member& roi) {
 
 void ComposedRoiSurface::Resize(std::size_t count) {
   if (count > members_.size()) {
-    Throw(Site{mask::kModule, "Ro::Vision::ComposedRoiSurface::Resize"}, __LINE__,
-          kInvalidArgument, "the count exceeds the number of members");
+    Throw(Site{mask::kModule, "Ro::Vision::ComposedRoiSurface::Resize"}, __LINE__, kInvalidArgument,
+          "the count exceeds the number of members");
   }
   members_.resize(count);
   boundingBoxValid_ = 0;
@@ -78,7 +78,7 @@ void ComposedRoiSurface::Resize(std::size_t count) {
 }
 
 const ComposedRoiSurface::Member& ComposedRoiSurface::CheckedMember(std::size_t index,
-                                                                   const char* function) const {
+                                                                    const char* function) const {
   if (index >= members_.size()) Throw(Site{mask::kModule, function}, __LINE__, kInvalidArgument);
   return members_[index];
 }
@@ -152,7 +152,8 @@ void ComposedRoiSurface::_AssignMask() {
       for (std::size_t i = 0; i < masks.size(); ++i) {
         const Rect2d<int>& b = boxes[i];
         if (r < b.y || r >= b.y + b.height) continue;
-        const unsigned char* src = static_cast<const unsigned char*>(zArray2_Row(masks[i], zSize(r)));
+        const unsigned char* src =
+            static_cast<const unsigned char*>(zArray2_Row(masks[i], zSize(r)));
         for (int c = b.x; c < b.x + b.width; ++c) dst[c] |= src[c];
       }
       return;

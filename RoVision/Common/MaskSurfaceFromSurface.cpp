@@ -58,7 +58,8 @@ void SurfaceROI::_AssignMask() {
   _CheckHeightMap(function, "Surface");
   const Site site{mask::kModule, function};
   void* m = mask_;
-  void* heights = MatchingLayer(maskSurface_, 0, zTypeOf(z16s), zArray2_Rows(m), zArray2_Columns(m));
+  void* heights =
+      MatchingLayer(maskSurface_, 0, zTypeOf(z16s), zArray2_Rows(m), zArray2_Columns(m));
   if (!heights) {
     Throw(site, __LINE__, kIncompatible,
           "the mask surface's layer 0 must be a z16s array of the surface's size");

@@ -72,8 +72,7 @@ void MaskOperation(Ty::Object<void*> first, Ty::Object<void*> second, MaskOperat
   const Site site{mask::kModule, "Ro::Vision::MaskOperation"};
   if (!output) return;
   if (!first || !second) Throw(site, __LINE__, kInvalidArgument);
-  if (!IsMaskArray(first) || !IsMaskArray(second) ||
-      zArray2_Rows(first) != zArray2_Rows(second) ||
+  if (!IsMaskArray(first) || !IsMaskArray(second) || zArray2_Rows(first) != zArray2_Rows(second) ||
       zArray2_Columns(first) != zArray2_Columns(second)) {
     Throw(site, __LINE__, kIncompatible, "the masks must be z8u arrays of one size");
   }

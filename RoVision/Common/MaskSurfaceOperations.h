@@ -20,8 +20,8 @@ namespace Vision {
 // type leaves the output as it is (creating it when absent). An output array of the inputs' type
 // and size is reused, any other is released and replaced. Nothing happens for a null output.
 // Raises -997 when an input is empty, -984 when the inputs are not z8u arrays of one size.
-RO_API void MaskOperation(Ty::Object<void*> first, Ty::Object<void*> second,
-                          MaskOperationType type, void** output, void* allocator);
+RO_API void MaskOperation(Ty::Object<void*> first, Ty::Object<void*> second, MaskOperationType type,
+                          void** output, void* allocator);
 
 // Expands a zArrayList of RunRecord (any order, overlaps allowed) into its box and mask. The box
 // is x = smallest first column, y = smallest row, width = largest run end (first column + count)
@@ -54,9 +54,8 @@ RO_API void ApplyMask(const Surface& surface, const std::shared_ptr<RoiSurface>&
 // clipped to the surface; the mask is box-sized (null with a zero box when the footprint misses
 // the surface). Raises -997 for null outputs, -996 when layer 0 is not a z16s height map or a
 // resolution is not positive. Rows are spread over `pool`.
-RO_API void GetBBoxAndMask(const Surface& surface, const Region3d<double>& region,
-                           Rect2d<int>* box, void** mask, void* allocator, int checkHeight,
-                           void* pool = nullptr);
+RO_API void GetBBoxAndMask(const Surface& surface, const Region3d<double>& region, Rect2d<int>* box,
+                           void** mask, void* allocator, int checkHeight, void* pool = nullptr);
 
 }  // namespace Vision
 }  // namespace Ro

@@ -143,8 +143,8 @@ void RoiSurface::_ThresholdHeight() {
   int low = 0, high = 0;
   _GetZRange(&low, &high);
   const bool bounded = minimumHeight_ != kNullDouble && maximumHeight_ != kNullDouble;
-  filter::ClearHeightsOutside({mask::kModule, "Ro::Vision::RoiSurface::_ThresholdHeight"},
-                              surface_, bounded, low, high, boundingBox_, mask_, 0, 0);
+  filter::ClearHeightsOutside({mask::kModule, "Ro::Vision::RoiSurface::_ThresholdHeight"}, surface_,
+                              bounded, low, high, boundingBox_, mask_, 0, 0);
 }
 
 void RoiSurface::_ReverseMask() {
@@ -244,8 +244,7 @@ void RoiSurface::_GetZRange(int* low, int* high) const {
     return;
   }
   auto toCount = [&](double v) {
-    const long long q =
-        filter::RoundHalfAwayToInteger((v - surface_.offset.z) / surface_.scale.z);
+    const long long q = filter::RoundHalfAwayToInteger((v - surface_.offset.z) / surface_.scale.z);
     return int(std::min(std::max(q, -32768LL), 32767LL));
   };
   *low = toCount(minimumHeight_);

@@ -6,7 +6,9 @@
 // 1 where a sample belongs to the region and 0 elsewhere (always 0 outside the bounding box).
 // Mask row r, column c stands for surface sample (r, c). A sample belongs to a shape when its
 // world position (X = offset.x + column * scale.x, Y = offset.y + row * scale.y) passes the
-// shape's containment test; on a height map a null height does not matter unless a height
+// shape's containment test and lies within the bounding box (a sample exactly on the shape's
+// extent may fall outside the box by the rounding of the index rule's division; it is not in the
+// mask then); on a height map a null height does not matter unless a height
 // threshold is set. Point clouds (layer 0 a zArray2 of zPoint3d16s) use each point's own x and y
 // (converted with offset and scale) and always get the full bounding box; points with a null
 // component keep 0. Other layer types raise -996.

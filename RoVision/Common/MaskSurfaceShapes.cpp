@@ -73,7 +73,9 @@ void PolygonRoiSurface::_AssignMask() {
   _AssignShapeMask(
       "Ro::Vision::PolygonRoiSurface::_AssignMask",
       [&](int row, int x0, int x1, unsigned char* out) { spans.FillRow(axes, row, x0, x1, out); },
-      [&](double x, double y) { return IsPointInPolygon(corners_, Point2d<double>{x, y}) != 0; });
+      [&](double x, double y) {
+        return IsPointInPolygon(corners_, Point2d<double>{x, y}) != 0;
+      });
 }
 
 RectangleRoiSurface::RectangleRoiSurface(const Surface& surface, const Region2d<double>& region,
@@ -111,16 +113,16 @@ RectRegionRLE* RectangleRoiSurface::GetRectRegionRLE() {
   return _BuildRectRegionRLE();
 }
 
-void RectangleRoiSurface::UpdateInputParams(const Surface& surface,
-                                            const Region2d<double>& region, void* allocator) {
+void RectangleRoiSurface::UpdateInputParams(const Surface& surface, const Region2d<double>& region,
+                                            void* allocator) {
   surface_ = surface;
   allocator_ = allocator;
   _ResetPreviousStatus();
   SetRegion(region);
 }
 
-void RectangleRoiSurface::UpdateInputParams(const Surface& surface,
-                                            const Region3d<double>& region, void* allocator) {
+void RectangleRoiSurface::UpdateInputParams(const Surface& surface, const Region3d<double>& region,
+                                            void* allocator) {
   Region2d<double> flat;
   Rect3dTo2d(region, &flat);
   UpdateInputParams(surface, flat, allocator);

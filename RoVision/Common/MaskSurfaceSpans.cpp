@@ -201,8 +201,8 @@ void AngularCuts(double dy, double start, double span, double turn, std::vector<
 }
 
 template <class Inside>
-void FillSectorRow(const GridAxes& axes, double centerX, std::vector<double>& dxs, int x0,
-                   int x1, unsigned char* cells, const Inside& inside) {
+void FillSectorRow(const GridAxes& axes, double centerX, std::vector<double>& dxs, int x0, int x1,
+                   unsigned char* cells, const Inside& inside) {
   dxs.push_back(0);  // the centre column
   for (double& d : dxs) d = (centerX + d - axes.ox) / axes.sx;
   FillFromCuts(dxs, x0, x1, cells, inside);
