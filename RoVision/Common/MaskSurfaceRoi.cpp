@@ -131,10 +131,18 @@ void RoiSurface::_ConstructMask() {
   const Site site{mask::kModule, "Ro::Vision::RoiSurface::_ConstructMask"};
   void* layer0 = surface_.layers.empty() ? nullptr : surface_.layers[0].Get();
   const bool isArray = layer0 && zObject_Class(layer0) == zClassOf(zArray2);
+  const zSize rows = isArray ? Rows(layer0) : 0, columns = isArray ? Columns(layer0) : 0;
+  // A held mask of the right size that nobody else holds is cleared and used again: a region
+  // rebuilt for every scan then costs no fresh allocation (the page faults of a new 16 MB mask
+  // cost more than building it).
+  if (mask_ && zObject_RefCount(mask_) == 1 && zArray2_ItemType(mask_) == zTypeOf(z8u) &&
+      Rows(mask_) == rows && Columns(mask_) == columns) {
+    Check(site, __LINE__, zArray2_Zero(mask_));
+    return;
+  }
   Ty::Object<void*> created;
   Check(site, __LINE__,
-        zArray2_Construct(created.Address(), zTypeOf(z8u), isArray ? Rows(layer0) : 0,
-                          isArray ? Columns(layer0) : 0, allocator_));
+        zArray2_Construct(created.Address(), zTypeOf(z8u), rows, columns, allocator_));
   mask_ = std::move(created);
 }
 

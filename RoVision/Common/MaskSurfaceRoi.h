@@ -96,7 +96,8 @@ class RO_API RoiSurface {
 
  protected:
   virtual void _CalculateBoundingBox() = 0;
-  // Creates a zero z8u mask of the surface's size, replacing the held one.
+  // Creates a zero z8u mask of the surface's size, replacing the held one (a held mask of that
+  // size that is not shared is zeroed and kept instead).
   virtual void _ConstructMask();
   virtual void _AssignMask() = 0;
 

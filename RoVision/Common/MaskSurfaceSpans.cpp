@@ -65,8 +65,10 @@ void PolygonSpans::FillRow(const GridAxes& axes, int row, int x0, int x1,
     }
     return;
   }
-  Fill(cells, 0, x1 - x0, 0);
-  if (n == 0) return;
+  if (n == 0) {
+    Fill(cells, 0, x1 - x0, 0);
+    return;
+  }
 
   // Even-odd part: a cell is inside when an odd number of crossings c lie right of it (X < c).
   // Each crossing becomes the first column whose X is not below it.
@@ -87,14 +89,15 @@ void PolygonSpans::FillRow(const GridAxes& axes, int row, int x0, int x1,
     }
   }
   std::sort(t, t + m);
+  // Every byte is written once here, inside or not; on-edge cells are set below.
   bool inside = (m % 2) == 1;
   int from = x0;
   for (std::size_t k = 0; k < m; ++k) {
-    if (inside) Fill(cells, from - x0, t[k] - x0, 1);
+    Fill(cells, from - x0, t[k] - x0, inside ? 1 : 0);
     from = std::max(from, t[k]);
     inside = !inside;
   }
-  if (inside) Fill(cells, from - x0, x1 - x0, 1);
+  Fill(cells, from - x0, x1 - x0, inside ? 1 : 0);
 
   // Cells on an edge count as inside: the exact cross-product test, whose value moves
   // monotonically with the column, holds on one short run of columns per edge.

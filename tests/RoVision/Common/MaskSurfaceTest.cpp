@@ -486,6 +486,15 @@ TEST_F(MaskSurface, LazyStateAndReset) {
   EXPECT_EQ(roi.IsMaskValid(), 1);
   rv::RectangleRoiSurface copy = roi;  // shares the mask array
   EXPECT_EQ(copy.GetMask().Get(), roi.GetMask().Get());
+  // A rebuild reuses the held array only when nobody else holds it.
+  const Ty::Object<void*> held = roi.GetMask();
+  const Grid before = ReadMask(held);
+  roi.UpdateInputParams(s, Rect(-2.0, 2.5, 0.4, 0.3, 0), alloc_);
+  EXPECT_NE(roi.GetMask().Get(), held.Get());
+  EXPECT_EQ(ReadMask(held), before);
+  void* own = roi.GetMask().Get();
+  roi.UpdateInputParams(s, Rect(-2.5, 2.2, 0.4, 0.3, 0), alloc_);
+  EXPECT_EQ(roi.GetMask().Get(), own);                        // held alone: zeroed and used again
   roi.UpdateInputParams(s, Rect(100, 100, 1, 1, 0), alloc_);  // off the surface
   EXPECT_EQ(roi.IsBoundingBoxValid(), 0);
   ExpectBox(roi.GetBoundingBox(), rv::Rect2d<int>{0, 0, 0, 0});
