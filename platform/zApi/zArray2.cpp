@@ -17,6 +17,11 @@ zStatus zArray2_Construct(zArray2* array, zType type, zSize rows, zSize columns,
   return zapi::BufferConstruct(&zClassInfo_zArray2, type, rows, columns, 0, alloc, array);
 }
 
+zStatus zArray2_ConstructUninitialized(zArray2* array, zType type, zSize rows, zSize columns,
+                                       zAlloc alloc) {
+  return zapi::BufferConstruct(&zClassInfo_zArray2, type, rows, columns, 0, alloc, array, false);
+}
+
 zStatus zArray2_Clone(zArray2 src, zAlloc alloc, zArray2* array) {
   if (!src) return zERROR_PARAMETER;
   return zapi::BufferClone(&zClassInfo_zArray2, Get(src), alloc, array);

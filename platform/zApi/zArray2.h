@@ -13,6 +13,9 @@ typedef void* zArray2;
 /* A new zero-filled array; *array receives it (null on failure). */
 Z_API zStatus zArray2_Construct(zArray2* array, zType type, zSize rows, zSize columns,
                                 zAlloc alloc);
+/* As zArray2_Construct, but the items are unspecified: for callers that write every item. */
+Z_API zStatus zArray2_ConstructUninitialized(zArray2* array, zType type, zSize rows, zSize columns,
+                                             zAlloc alloc);
 Z_API zStatus zArray2_Clone(zArray2 src, zAlloc alloc, zArray2* array);
 Z_API zType zArray2_ItemType(zArray2 array);
 /* Length in dimension 0 (rows) or 1 (columns); 0 for another dimension or a null array. */

@@ -22,7 +22,7 @@ bool ItemsFor(zSize rows, zSize cols, zSize* items) {
 }  // namespace
 
 zStatus BufferConstruct(const zClassInfo* cls, zType type, zSize rows, zSize cols, zSize capacity,
-                        zAlloc alloc, zObject* out) {
+                        zAlloc alloc, zObject* out, bool zero) {
   if (!out) return zERROR_PARAMETER;
   *out = nullptr;
   zSize items = 0, bytes = 0;
@@ -31,7 +31,7 @@ zStatus BufferConstruct(const zClassInfo* cls, zType type, zSize rows, zSize col
   if (!BytesFor(type, capacity, &bytes)) return zERROR_PARAMETER;
   void* block = nullptr;
   if (bytes > 0) {
-    zStatus status = zMemAlloc(alloc, bytes, &block);
+    zStatus status = zero ? zMemAlloc(alloc, bytes, &block) : zMemAllocRaw(alloc, bytes, &block);
     if (status != zOK) return status;
   }
   Buffer* buffer = nullptr;
@@ -104,7 +104,7 @@ zStatus BufferZero(Buffer* buffer) {
 
 zStatus BufferClone(const zClassInfo* cls, const Buffer* src, zAlloc alloc, zObject* out) {
   if (!src || !out) return zERROR_PARAMETER;
-  zStatus status = BufferConstruct(cls, src->type, src->rows, src->cols, 0, alloc, out);
+  zStatus status = BufferConstruct(cls, src->type, src->rows, src->cols, 0, alloc, out, false);
   if (status != zOK) return status;
   return zMemCopy(static_cast<Buffer*>(*out)->data, src->data, src->Count() * src->ItemSize());
 }

@@ -25,9 +25,10 @@ struct Buffer : zObjectHeader {
   char* Bytes() const { return static_cast<char*>(data); }
 };
 
-// Makes a zero-filled buffer of the class. Sizes whose byte count overflows are refused.
+// Makes a buffer of the class, zero-filled unless `zero` is false (then the items are
+// unspecified). Sizes whose byte count overflows are refused.
 zStatus BufferConstruct(const zClassInfo* cls, zType type, zSize rows, zSize cols, zSize capacity,
-                        zAlloc alloc, zObject* out);
+                        zAlloc alloc, zObject* out, bool zero = true);
 // Replaces the content by a zero-filled block of the new type and shape; reuses the block when
 // it is large enough. On failure the buffer is unchanged.
 zStatus BufferAllocate(Buffer* buffer, zType type, zSize rows, zSize cols);

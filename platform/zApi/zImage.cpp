@@ -21,6 +21,11 @@ zStatus zImage_Construct(zImage* image, zType type, zSize width, zSize height, z
   return zapi::BufferConstruct(&zClassInfo_zImage, type, height, width, 0, alloc, image);
 }
 
+zStatus zImage_ConstructUninitialized(zImage* image, zType type, zSize width, zSize height,
+                                      zAlloc alloc) {
+  return zapi::BufferConstruct(&zClassInfo_zImage, type, height, width, 0, alloc, image, false);
+}
+
 zStatus zImage_Clone(zImage src, zAlloc alloc, zImage* image) {
   if (!src) return zERROR_PARAMETER;
   return zapi::BufferClone(&zClassInfo_zImage, Get(src), alloc, image);

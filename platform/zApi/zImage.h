@@ -11,6 +11,9 @@ typedef void* zImage;
 
 /* A new zero-filled image; *image receives it (null on failure). */
 Z_API zStatus zImage_Construct(zImage* image, zType type, zSize width, zSize height, zAlloc alloc);
+/* As zImage_Construct, but the pixels are unspecified: for callers that write every pixel. */
+Z_API zStatus zImage_ConstructUninitialized(zImage* image, zType type, zSize width, zSize height,
+                                            zAlloc alloc);
 Z_API zStatus zImage_Clone(zImage src, zAlloc alloc, zImage* image);
 Z_API zType zImage_PixelType(zImage image);
 Z_API zSize zImage_Width(zImage image);

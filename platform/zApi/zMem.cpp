@@ -3,8 +3,10 @@
 #include <sys/mman.h>
 
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <new>
 
 namespace {
@@ -16,28 +18,96 @@ constexpr zSize kPrefix = 64;
 // huge pages cut their first-touch cost by about ten (measured: 16 MiB faults in 9-11 ms with
 // small pages, 1 ms with huge pages).
 constexpr zSize kMapThreshold = zSize(1) << 20;
+// Huge pages back only whole, aligned 2 MiB stretches of a mapping: mapped blocks are placed at a
+// 2 MiB boundary and rounded up to whole huge pages (unaligned, a 16 MiB block measured 23 ms to
+// first touch; aligned, under 1 ms).
+constexpr zSize kHugePage = zSize(2) << 20;
+
+// Maps `length` bytes (a multiple of kHugePage) at a kHugePage boundary.
+void* MapAligned(zSize length) {
+  const zSize padded = length + kHugePage;
+  void* p = mmap(nullptr, padded, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (p == MAP_FAILED) return nullptr;
+  const uintptr_t start = reinterpret_cast<uintptr_t>(p);
+  const uintptr_t aligned = (start + kHugePage - 1) & ~uintptr_t(kHugePage - 1);
+  if (aligned > start) munmap(p, aligned - start);
+  const zSize tail = (start + padded) - (aligned + length);
+  if (tail > 0) munmap(reinterpret_cast<void*>(aligned + length), tail);
+  void* block = reinterpret_cast<void*>(aligned);
+  madvise(block, length, MADV_HUGEPAGE);
+  return block;
+}
 
 struct Prefix {
   zSize size;
-  zSize mapped;
+  zSize mapped;  // length of the mapping, 0 for a heap block
 };
 
-void* DefaultAllocate(zAllocator*, zSize size) {
+// Recently released mappings, kept for the next block of the same mapped length: an image
+// operation that makes a new image per call then reuses the last one's pages instead of faulting
+// in fresh ones (the kernel zeroes every fresh huge page). Small and bounded; a block is handed
+// out again zero-filled unless the caller asked for raw memory.
+class MappingCache {
+ public:
+  void* Take(zSize length) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    for (zSize i = 0; i < count_; ++i) {
+      if (entries_[i].length == length) {
+        void* base = entries_[i].base;
+        bytes_ -= length;
+        entries_[i] = entries_[--count_];
+        return base;
+      }
+    }
+    return nullptr;
+  }
+
+  bool Keep(void* base, zSize length) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (count_ == kEntries || bytes_ + length > kBytes) return false;
+    entries_[count_++] = Entry{base, length};
+    bytes_ += length;
+    return true;
+  }
+
+ private:
+  static constexpr zSize kEntries = 4;
+  static constexpr zSize kBytes = zSize(256) << 20;
+  struct Entry {
+    void* base;
+    zSize length;
+  };
+  std::mutex mutex_;
+  Entry entries_[kEntries] = {};
+  zSize count_ = 0;
+  zSize bytes_ = 0;
+};
+
+MappingCache& Cache() {
+  static MappingCache* cache = new MappingCache;  // outlives every static object that frees
+  return *cache;
+}
+
+// A block of `size` bytes after the prefix: zero-filled when `zero`, else of unspecified content.
+void* Obtain(zSize size, bool zero) {
   if (size > (zSize(1) << 62)) return nullptr;
   const zSize total = size + kPrefix;
   char* base = nullptr;
   zSize mapped = 0;
   if (total >= kMapThreshold) {
-    void* p = mmap(nullptr, total, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (p == MAP_FAILED) return nullptr;
-    madvise(p, total, MADV_HUGEPAGE);
-    base = static_cast<char*>(p);
-    mapped = 1;
+    mapped = (total + kHugePage - 1) / kHugePage * kHugePage;
+    base = static_cast<char*>(Cache().Take(mapped));
+    if (base) {
+      if (zero) std::memset(base, 0, total);
+    } else {
+      base = static_cast<char*>(MapAligned(mapped));
+      if (!base) return nullptr;
+    }
   } else {
     const zSize rounded = (total + 63) / 64 * 64;
     base = static_cast<char*>(std::aligned_alloc(64, rounded));
     if (!base) return nullptr;
-    std::memset(base, 0, rounded);
+    if (zero) std::memset(base, 0, rounded);
   }
   Prefix* prefix = reinterpret_cast<Prefix*>(base);
   prefix->size = size;
@@ -45,15 +115,23 @@ void* DefaultAllocate(zAllocator*, zSize size) {
   return base + kPrefix;
 }
 
-void DefaultRelease(zAllocator*, void* block) {
+void Recycle(void* block) {
   if (!block) return;
   char* base = static_cast<char*>(block) - kPrefix;
   const Prefix* prefix = reinterpret_cast<const Prefix*>(base);
   if (prefix->mapped) {
-    munmap(base, prefix->size + kPrefix);
+    const zSize length = prefix->mapped;
+    if (!Cache().Keep(base, length)) munmap(base, length);
   } else {
     std::free(base);
   }
+}
+
+void* DefaultAllocate(zAllocator*, zSize size) {
+  return Obtain(size, true);
+}
+void DefaultRelease(zAllocator*, void* block) {
+  Recycle(block);
 }
 
 zAllocator g_default = {DefaultAllocate, DefaultRelease};
@@ -70,7 +148,7 @@ struct CountingAllocator {
   std::atomic<zSize> failAt{0};  // allocation number that fails; 0 = none
 };
 
-void* CountingAllocate(zAllocator* self, zSize size) {
+void* CountingObtain(zAllocator* self, zSize size, bool zero) {
   auto* counting = reinterpret_cast<CountingAllocator*>(self);
   const zSize number = ++counting->allocations;
   zSize armed = counting->failAt.load();
@@ -78,7 +156,7 @@ void* CountingAllocate(zAllocator* self, zSize size) {
     counting->failAt.compare_exchange_strong(armed, 0);
     return nullptr;
   }
-  void* block = DefaultAllocate(nullptr, size);
+  void* block = Obtain(size, zero);
   if (block) {
     counting->liveBytes += size;
     counting->liveBlocks += 1;
@@ -86,12 +164,16 @@ void* CountingAllocate(zAllocator* self, zSize size) {
   return block;
 }
 
+void* CountingAllocate(zAllocator* self, zSize size) {
+  return CountingObtain(self, size, true);
+}
+
 void CountingRelease(zAllocator* self, void* block) {
   if (!block) return;
   auto* counting = reinterpret_cast<CountingAllocator*>(self);
   counting->liveBytes -= BlockSize(block);
   counting->liveBlocks -= 1;
-  DefaultRelease(nullptr, block);
+  Recycle(block);
 }
 
 zAllocator* Resolve(zAlloc alloc) {
@@ -111,6 +193,23 @@ zStatus zMemAlloc(zAlloc alloc, zSize size, void** block) {
   *block = nullptr;
   zAllocator* a = Resolve(alloc);
   void* p = a->allocate(a, size);
+  if (!p) return zERROR_MEMORY;
+  *block = p;
+  return zOK;
+}
+
+zStatus zMemAllocRaw(zAlloc alloc, zSize size, void** block) {
+  if (!block) return zERROR_PARAMETER;
+  *block = nullptr;
+  zAllocator* a = Resolve(alloc);
+  void* p = nullptr;
+  if (a == &g_default) {
+    p = Obtain(size, false);
+  } else if (AsCounting(alloc)) {
+    p = CountingObtain(a, size, false);
+  } else {
+    p = a->allocate(a, size);
+  }
   if (!p) return zERROR_MEMORY;
   *block = p;
   return zOK;

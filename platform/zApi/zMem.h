@@ -18,6 +18,9 @@ struct zAllocator {
 typedef void* zAlloc;
 
 Z_API zStatus zMemAlloc(zAlloc alloc, zSize size, void** block);
+/* As zMemAlloc, but the content is unspecified (it may be recycled memory): for callers that
+   write every byte. The platform's own allocators skip the zeroing; others zero as usual. */
+Z_API zStatus zMemAllocRaw(zAlloc alloc, zSize size, void** block);
 /* Accepts a null block. */
 Z_API zStatus zMemFree(zAlloc alloc, void* block);
 /* Copies size bytes; the ranges must not overlap. */

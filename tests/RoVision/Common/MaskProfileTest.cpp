@@ -1,0 +1,307 @@
+#include <RoVision/Common/MaskProfile.h>
+#include <RoVision/Geometry/PolygonContainment.h>
+#include <RoVision/Geometry/SectorContainment.h>
+#include <RoVision/Geometry/ShapeConversion.h>
+#include <RoVision/Utils/RegionConversion.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <random>
+
+#include "support/TestSupport.h"
+
+namespace rv = Ro::Vision;
+using rv::MaskMode;
+using rv::MaskType;
+using rv::PointXZ;
+
+namespace {
+
+constexpr short kNull = -32768;
+using Bytes = std::vector<unsigned char>;
+using Containment = std::function<int(const PointXZ<double>&)>;
+
+// A range profile: point i at x = -1 + 0.05 i, z = -5 + 0.01 range.
+rv::Profile MakeRangeProfile(const std::vector<short>& ranges, zAlloc alloc = nullptr) {
+  rv::Profile profile(zPoint64f{-1, -5}, zPoint64f{0.05, 0.01});
+  profile.AddLayer(rv::GetzType<short>(), ranges.size(), alloc);
+  std::copy(ranges.begin(), ranges.end(), static_cast<short*>(zArray1_Data(profile.layers[0])));
+  return profile;
+}
+
+std::vector<short> RandomRanges(std::mt19937& rng, int n) {
+  std::uniform_int_distribution<int> range(0, 1000);
+  std::bernoulli_distribution isNull(0.1);
+  std::vector<short> v(n);
+  for (short& r : v) r = isNull(rng) ? kNull : short(range(rng));
+  return v;
+}
+
+Bytes ReadMask(const Ty::Object<void*>& mask) {
+  const unsigned char* data = static_cast<const unsigned char*>(zArray1_Data(mask));
+  return Bytes(data, data + zArray1_Length(mask));
+}
+
+// Each point tested on its own with the shape's containment test.
+Bytes BruteForceMask(const rv::Profile& profile, MaskMode mode, const Containment& inside) {
+  const short* ranges = static_cast<const short*>(zArray1_Data(profile.layers[0]));
+  Bytes mask(zArray1_Length(profile.layers[0]), 0);
+  for (size_t i = 0; i < mask.size(); ++i) {
+    if (ranges[i] == kNull) continue;
+    const PointXZ<double> p{profile.offset.x + i * profile.scale.x,
+                            profile.offset.y + ranges[i] * profile.scale.y};
+    mask[i] = (inside(p) != 0) != (mode == MaskMode::Exclude);
+  }
+  return mask;
+}
+
+// The X range of the points that a fine grid finds inside the shape, over [x0, x1] x [z0, z1].
+std::pair<double, double> SampledExtent(const Containment& inside, double x0, double x1, double z0,
+                                        double z1, double step) {
+  double lo = INFINITY, hi = -INFINITY;
+  for (double x = x0; x <= x1; x += step) {
+    for (double z = z0; z <= z1; z += step) {
+      if (inside(PointXZ<double>{x, z})) lo = std::min(lo, x), hi = std::max(hi, x);
+    }
+  }
+  return {lo, hi};
+}
+
+using MaskProfileTest = rotest::LeakCheckedTest;
+
+TEST_F(MaskProfileTest, RectangleSegmentFollowsTheOneAxisRuleWithItsTolerance) {
+  rv::Profile profile(zPoint64f{0, 0}, zPoint64f{0.1, 1});
+  profile.AddLayer(rv::GetzType<short>(), 40, alloc_);
+  struct Case {
+    double start;
+    int first;
+  };
+  for (const Case& k : {Case{1.0, 10}, Case{1.0004, 10}, Case{1.0006, 11}}) {
+    rv::RegionXZ<double> region;
+    region.width = 2.0 - k.start;
+    region.x = k.start + region.width / 2;
+    region.z = 0;
+    region.height = 10;
+    region.angle = 0;
+    rv::RectangleRoiProfile roi(profile, region, MaskMode::Include, alloc_);
+    roi.ApplyRoi();
+    EXPECT_EQ(roi.GetBoundingSegment().start, k.first) << k.start;
+    EXPECT_EQ(roi.GetBoundingSegment().length, 21 - k.first) << k.start;
+    // Without the tolerance the start 1.0004 would begin one point later.
+    const rv::RunLength<double> range{k.start, 2.0 - k.start};
+    rv::RunLength<int> strict;
+    rv::GetRegionPixel(40, 0.0, 0.1, &range, &strict);
+    EXPECT_EQ(strict.start, k.start == 1.0 ? 10 : 11);
+  }
+}
+
+struct ShapeCase {
+  std::string name;
+  std::function<std::shared_ptr<rv::SingleRoiProfile>(const rv::Profile&, MaskMode, zAlloc)> make;
+  Containment inside;
+  MaskType type;
+};
+
+std::vector<ShapeCase> Shapes() {
+  std::vector<ShapeCase> cases;
+  const std::vector<PointXZ<double>> polygon = {{-0.5, -4}, {0.7, -3}, {0.2, 0.5}, {-0.2, -2}};
+  cases.push_back({"polygon",
+                   [=](const rv::Profile& p, MaskMode m, zAlloc a) {
+                     return std::make_shared<rv::PolygonRoiProfile>(p, polygon, m, a);
+                   },
+                   [=](const PointXZ<double>& q) { return rv::IsPointInPolygon(polygon, q); },
+                   MaskType::Polygon});
+  rv::RegionXZ<double> rect;
+  rect.x = 0.3, rect.z = 0, rect.width = 1.1, rect.height = 2.5, rect.angle = 33;
+  std::vector<PointXZ<double>> corners;
+  rv::ExtractPolygonFromRect(rect, &corners);
+  cases.push_back({"rotated rectangle",
+                   [=](const rv::Profile& p, MaskMode m, zAlloc a) {
+                     return std::make_shared<rv::RectangleRoiProfile>(p, rect, m, a);
+                   },
+                   [=](const PointXZ<double>& q) { return rv::IsPointInPolygon(corners, q); },
+                   MaskType::Rectangle});
+  for (double span : {360.0, 100.0, -250.0}) {
+    rv::EllipticalSectorXZ<double> e;
+    e.innerHeight = 0.8, e.innerWidth = 0.5, e.outerHeight = 4, e.outerWidth = 1.6;
+    e.startAngle = 200, e.angleSpan = span, e.center = {0.2, -2}, e.angle = 25;
+    cases.push_back({"ellipse span " + std::to_string(span),
+                     [=](const rv::Profile& p, MaskMode m, zAlloc a) {
+                       return std::make_shared<rv::EllipseRoiProfile>(p, e, m, a);
+                     },
+                     [=](const PointXZ<double>& q) { return rv::IsPointInEllipticalSector(e, q); },
+                     MaskType::Ellipse});
+  }
+  for (double start : {-30.0, 120.0}) {
+    rv::AnnularSectorXZ<double> c;
+    c.innerRadius = 0.3, c.outerRadius = 1.2, c.startAngle = start, c.angleSpan = 90;
+    c.center = {0.3, -2.5};
+    cases.push_back({"circle start " + std::to_string(start),
+                     [=](const rv::Profile& p, MaskMode m, zAlloc a) {
+                       return std::make_shared<rv::CircleRoiProfile>(p, c, m, a);
+                     },
+                     [=](const PointXZ<double>& q) { return rv::IsPointInAnnularSector(c, q); },
+                     MaskType::Circle});
+  }
+  return cases;
+}
+
+// Every shape in both modes against testing each point with its containment test; in Include
+// mode the segment holds every 1 and is no wider than the shape's sampled X extent.
+TEST_F(MaskProfileTest, MasksEqualPointByPointContainment) {
+  std::mt19937 rng(21);
+  const rv::Profile profile = MakeRangeProfile(RandomRanges(rng, 61), alloc_);
+  for (const ShapeCase& shape : Shapes()) {
+    SCOPED_TRACE(shape.name);
+    for (MaskMode mode : {MaskMode::Include, MaskMode::Exclude}) {
+      auto roi = shape.make(profile, mode, alloc_);
+      EXPECT_EQ(roi->GetShapeType(), shape.type);
+      EXPECT_FALSE(roi->IsMaskValid());
+      roi->ApplyRoi();
+      EXPECT_TRUE(roi->IsMaskValid());
+      EXPECT_TRUE(roi->IsBoundingSegmentValid());
+      const Bytes mask = ReadMask(roi->GetMask());
+      EXPECT_EQ(mask, BruteForceMask(profile, mode, shape.inside));
+      const auto ones = std::count(mask.begin(), mask.end(), 1);
+      EXPECT_TRUE(ones > 0 && ones < 59) << ones << " points in the mask";
+      const rv::RunLength<int> s = roi->GetBoundingSegment();
+      if (mode == MaskMode::Exclude) {
+        EXPECT_EQ(s.start, 0);
+        EXPECT_EQ(s.length, 61);
+        continue;
+      }
+      for (int i = 0; i < 61; ++i) {
+        if (mask[i]) {
+          EXPECT_TRUE(i >= s.start && i < s.start + s.length) << i;
+        }
+      }
+      // The shapes lie inside the profile's X range [-1, 2], so nothing is clipped: the
+      // segment runs from the first point at the shape's left end to the last at its right.
+      const double step = 0.01;
+      const auto [lo, hi] = SampledExtent(shape.inside, -2, 2, -6, 1, step);
+      const double first = profile.offset.x + s.start * profile.scale.x;
+      const double last = profile.offset.x + (s.start + s.length - 1) * profile.scale.x;
+      EXPECT_GE(first, lo - step - 0.0005);
+      EXPECT_LT(first, lo + profile.scale.x);
+      EXPECT_LE(last, hi + step + 0.0005);
+      EXPECT_GT(last, hi - profile.scale.x);
+    }
+  }
+}
+
+TEST_F(MaskProfileTest, ComposedUnionAndIntersection) {
+  std::mt19937 rng(4);
+  const rv::Profile profile = MakeRangeProfile(RandomRanges(rng, 61), alloc_);
+  const std::vector<ShapeCase> shapes = Shapes();
+  const ShapeCase& a = shapes[0];  // polygon
+  const ShapeCase& b = shapes[5];  // circle
+
+  rv::ComposedRoiProfile onion(profile, MaskMode::Include, alloc_);
+  EXPECT_EQ(onion.GetShapeType(), MaskType::Composed);
+  onion.Add(a.make(profile, MaskMode::Include, alloc_));
+  onion.Add(b.make(profile, MaskMode::Include, alloc_));
+  onion.ApplyRoi();
+  const Bytes ma = BruteForceMask(profile, MaskMode::Include, a.inside);
+  const Bytes mb = BruteForceMask(profile, MaskMode::Include, b.inside);
+  Bytes expected(61);
+  for (int i = 0; i < 61; ++i) expected[i] = ma[i] | mb[i];
+  EXPECT_EQ(ReadMask(onion.GetMask()), expected);
+  const rv::RunLength<int> sa = onion.GetSubBoundingSegment(0), sb = onion.GetSubBoundingSegment(1);
+  EXPECT_EQ(onion.GetBoundingSegment().start, std::min(sa.start, sb.start));
+  EXPECT_EQ(onion.GetBoundingSegment().start + onion.GetBoundingSegment().length,
+            std::max(sa.start + sa.length, sb.start + sb.length));
+  EXPECT_EQ(ReadMask(onion.GetSubMask(1)), mb);
+
+  // Outside both shapes: the intersection of two Exclude members.
+  rv::ComposedRoiProfile outside(profile, MaskMode::Exclude, alloc_);
+  outside.Add(a.make(profile, MaskMode::Exclude, alloc_));
+  outside.Add(b.make(profile, MaskMode::Exclude, alloc_));
+  outside.ApplyRoi();
+  const Bytes xa = BruteForceMask(profile, MaskMode::Exclude, a.inside);
+  const Bytes xb = BruteForceMask(profile, MaskMode::Exclude, b.inside);
+  for (int i = 0; i < 61; ++i) expected[i] = xa[i] & xb[i];
+  EXPECT_EQ(ReadMask(outside.GetMask()), expected);
+  EXPECT_EQ(outside.GetBoundingSegment().length, 61);
+
+  // An Include member covers only its extent: it cannot take part in an intersection.
+  rv::ComposedRoiProfile partial(profile, MaskMode::Exclude, alloc_);
+  partial.Add(a.make(profile, MaskMode::Exclude, alloc_));
+  partial.Add(b.make(profile, MaskMode::Include, alloc_));
+  auto caught = rotest::CatchTy([&] { partial.ApplyRoi(); });
+  ASSERT_TRUE(caught);
+  EXPECT_EQ(caught->Status(), 0);
+  EXPECT_EQ(caught->Message(), "Bounding Segment should be FULL for EXCLUDE mode");
+  EXPECT_EQ(caught->Function(), "Ro::Vision::ComposedRoiProfile::_AssignMask");
+  EXPECT_EQ(caught->File(), "Common/MaskProfile");
+
+  rv::ComposedRoiProfile empty(profile, MaskMode::Exclude, alloc_);
+  empty.ApplyRoi();
+  EXPECT_EQ(ReadMask(empty.GetMask()), Bytes(61, 0));
+  EXPECT_TY_THROW(onion.GetSubMask(2), -997, "Ro::Vision::ComposedRoiProfile::GetSubMask");
+  EXPECT_TY_THROW(onion.GetSubBoundingSegment(-1), -997,
+                  "Ro::Vision::ComposedRoiProfile::GetSubBoundingSegment");
+  EXPECT_TY_THROW(onion.Add(nullptr), -997, "Ro::Vision::ComposedRoiProfile::Add");
+}
+
+// A polygon whose segment is whatever the test sets, to reach the checks behind it.
+class FixedSegmentRoi : public rv::PolygonRoiProfile {
+ public:
+  FixedSegmentRoi(const rv::Profile& profile, rv::RunLength<int> segment, zAlloc alloc)
+      : PolygonRoiProfile(profile, {{-10, -10}, {10, -10}, {10, 10}, {-10, 10}}, MaskMode::Include,
+                          alloc),
+        segment_(segment) {}
+
+ protected:
+  void _CalculateBoundingSegment() override { boundingSegment_ = segment_; }
+
+ private:
+  rv::RunLength<int> segment_;
+};
+
+TEST_F(MaskProfileTest, PointProfilesNeedTheWholeProfile) {
+  rv::Profile profile(zPoint64f{1, 2}, zPoint64f{0.5, 0.25});
+  profile.AddLayer(const_cast<zTypeInfo*>(zTypeOf(zPoint64f)), 4, alloc_);
+  zPoint64f* points = static_cast<zPoint64f*>(zArray1_Data(profile.layers[0]));
+  points[0] = {0, 0};      // (1, 2)
+  points[1] = {4, 4};      // (3, 3)
+  points[2] = {kNull, 0};  // null
+  points[3] = {-2, 8};     // (0, 4)
+  rv::RegionXZ<double> region;
+  region.x = 1.5, region.z = 3, region.width = 3.2, region.height = 2.2, region.angle = 0;
+  rv::RectangleRoiProfile roi(profile, region, MaskMode::Include, alloc_);
+  roi.ApplyRoi();
+  EXPECT_EQ(roi.GetBoundingSegment().start, 0);
+  EXPECT_EQ(roi.GetBoundingSegment().length, 4);
+  // x in [-0.1, 3.1], z in [1.9, 4.1].
+  EXPECT_EQ(ReadMask(roi.GetMask()), (Bytes{1, 1, 0, 1}));
+
+  FixedSegmentRoi partial(profile, rv::RunLength<int>{1, 3}, alloc_);
+  auto caught = rotest::CatchTy([&] { partial.ApplyRoi(); });
+  ASSERT_TRUE(caught);
+  EXPECT_EQ(caught->Status(), 0);
+  EXPECT_EQ(caught->Message(), "Bounding Segment should be FULL for point cloud format");
+}
+
+TEST_F(MaskProfileTest, SegmentPastThePointsIsRefused) {
+  const rv::Profile profile = MakeRangeProfile({1, 2, 3, 4, 5}, alloc_);
+  FixedSegmentRoi past(profile, rv::RunLength<int>{3, 3}, alloc_);
+  EXPECT_TY_THROW(past.ApplyRoi(), -997, "Ro::Vision::SingleRoiProfile::_CheckApplyRoiConditions");
+  FixedSegmentRoi inside(profile, rv::RunLength<int>{1, 3}, alloc_);
+  inside.ApplyRoi();
+  EXPECT_EQ(ReadMask(inside.GetMask()), (Bytes{0, 1, 1, 1, 0}));
+}
+
+TEST_F(MaskProfileTest, FailingMaskAllocationRaisesThePlatformStatus) {
+  std::mt19937 rng(8);
+  const rv::Profile profile = MakeRangeProfile(RandomRanges(rng, 30));  // default allocator
+  const std::vector<ShapeCase> shapes = Shapes();
+  rotest::ExpectEveryAllocationFailureRaised(alloc_, [&] {
+    rv::ComposedRoiProfile composed(profile, MaskMode::Include, alloc_);
+    composed.Add(shapes[0].make(profile, MaskMode::Include, alloc_));
+    composed.Add(shapes[3].make(profile, MaskMode::Exclude, alloc_));
+    composed.ApplyRoi();
+  });
+}
+
+}  // namespace

@@ -1,0 +1,321 @@
+#include <RoVision/Geometry/FeaturePoint.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+
+#include "support/TestSupport.h"
+
+namespace rv = Ro::Vision;
+using rv::FeatureType;
+
+namespace {
+
+constexpr short N = -32768;
+using Grid = std::vector<std::vector<short>>;
+using Bytes = std::vector<std::vector<unsigned char>>;
+// World values are sums of a few products of short decimals.
+constexpr double kTolerance = 1e-9;
+
+const zPoint3d64f kScale{0.5, 2, 0.1};
+const zPoint3d64f kOffset{10, 20, -1};
+
+rv::Surface MakeSurface(const Grid& heights, zAlloc alloc = nullptr) {
+  rv::Surface s;
+  s.scale = kScale;
+  s.offset = kOffset;
+  s.layers.push_back(rotest::MakeArray2<short>(zTypeOf(z16s), heights, alloc));
+  return s;
+}
+
+zPoint3d64f World(double column, double row, double height) {
+  return {kOffset.x + column * kScale.x, kOffset.y + row * kScale.y, kOffset.z + height * kScale.z};
+}
+
+bool IsNullPoint(const zPoint3d64f& p) {
+  return p.x == rv::kNullDouble && p.y == rv::kNullDouble && p.z == rv::kNullDouble;
+}
+
+#define EXPECT_POINT_NEAR(actual, expected)           \
+  do {                                                \
+    const zPoint3d64f a_ = (actual), e_ = (expected); \
+    EXPECT_NEAR(a_.x, e_.x, kTolerance) << "x";       \
+    EXPECT_NEAR(a_.y, e_.y, kTolerance) << "y";       \
+    EXPECT_NEAR(a_.z, e_.z, kTolerance) << "z";       \
+  } while (0)
+
+// Columns 0..4, rows 0..3; the region is columns 1..3 of rows 1..2. Counted: (1,1,7), (3,1,9),
+// (1,2,12), (3,2,14); (2,1) is null and (2,2) is masked off.
+const Grid kHeights = {
+    {1, 2, 3, 4, 5}, {6, 7, N, 9, 10}, {11, 12, 13, 14, 15}, {16, 17, 18, 19, 20}};
+const rv::Rect2d<int> kRect{1, 1, 3, 2};
+const Bytes kMask = {{1, 1, 1}, {1, 0, 1}};
+
+using FeaturePointTest = rotest::LeakCheckedTest;
+
+TEST_F(FeaturePointTest, EveryTypeOnAHandMadeRegion) {
+  const rv::Surface surface = MakeSurface(kHeights);
+  const Ty::Object<void*> mask = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), kMask);
+  // z0 = 10 raw steps (world 0). Depths -3, -1, 2, 4: W = 10; the unit-step columns put
+  // -6 - 1 + 3 + 10 = 6 steps-weighted height above z0.
+  const zPoint3d64f volume = World(2.0, 1.6, 10.6);
+  struct Case {
+    FeatureType type;
+    zPoint3d64f expected;
+  };
+  const Case cases[] = {
+      {FeatureType::Centroid, World(2, 1.5, 10.5)},
+      // Columns {1,1,3,3} -> 2; rows {1,1,2,2} -> (1 + 2) / 2 truncated = 1; heights
+      // {7,9,12,14} -> (9 + 12) / 2 truncated = 10.
+      {FeatureType::Median, World(2, 1, 10)},
+      {FeatureType::Offset, World(0, 0, 0)},
+      {FeatureType::VolumeCentroid, volume},
+      {FeatureType::MaxX, World(3, 2, 14)},  // ties with (3,1): the later row wins
+      {FeatureType::MinX, World(1, 2, 12)},
+      {FeatureType::MaxY, World(3, 2, 14)},
+      {FeatureType::MinY, World(3, 1, 9)},
+      {FeatureType::MaxZ, World(3, 2, 14)},
+      {FeatureType::MinZ, World(1, 1, 7)},
+      {FeatureType::Offset10, World(0, 0, 0)},
+  };
+  for (const Case& k : cases) {
+    SCOPED_TRACE(int(k.type));
+    EXPECT_POINT_NEAR(rv::CalculateFeaturePoint(surface, kRect, mask, 0, 0, k.type, alloc_),
+                      k.expected);
+  }
+  // Band 25%..75%: targets 1 and 3 of 4 give heights 7 and 12; the cells 7, 9, 12 inside.
+  EXPECT_POINT_NEAR(
+      rv::CalculateFeaturePoint(surface, kRect, mask, 25, 75, FeatureType::PercentileBand, alloc_),
+      World(5.0 / 3, 4.0 / 3, 28.0 / 3));
+  // 50%..55%: targets 2 and 2 both land on height 9: the band has no width.
+  EXPECT_TRUE(IsNullPoint(
+      rv::CalculateFeaturePoint(surface, kRect, mask, 50, 55, FeatureType::PercentileBand)));
+  EXPECT_TRUE(IsNullPoint(
+      rv::CalculateFeaturePoint(surface, kRect, mask, 40, 40, FeatureType::PercentileBand)));
+  EXPECT_TRUE(IsNullPoint(
+      rv::CalculateFeaturePoint(surface, kRect, mask, 70, 30, FeatureType::PercentileBand)));
+}
+
+TEST_F(FeaturePointTest, ExtremeTiesGoToTheCellScannedLast) {
+  const rv::Surface surface = MakeSurface({{5, 9, 1}, {9, 2, 1}, {3, 1, 7}});
+  const Ty::Object<void*> mask =
+      rotest::MakeArray2<unsigned char>(zTypeOf(z8u), {{1, 1, 1}, {1, 1, 1}, {1, 1, 1}});
+  const rv::Rect2d<int> all{0, 0, 3, 3};
+  EXPECT_POINT_NEAR(rv::CalculateFeaturePoint(surface, all, mask, 0, 0, FeatureType::MaxZ),
+                    World(0, 1, 9));
+  EXPECT_POINT_NEAR(rv::CalculateFeaturePoint(surface, all, mask, 0, 0, FeatureType::MinZ),
+                    World(1, 2, 1));
+  EXPECT_POINT_NEAR(rv::CalculateFeaturePoint(surface, all, mask, 0, 0, FeatureType::MaxX),
+                    World(2, 2, 7));
+  EXPECT_POINT_NEAR(rv::CalculateFeaturePoint(surface, all, mask, 0, 0, FeatureType::MinX),
+                    World(0, 2, 3));
+  EXPECT_POINT_NEAR(rv::CalculateFeaturePoint(surface, all, mask, 0, 0, FeatureType::MinY),
+                    World(2, 0, 1));
+}
+
+TEST_F(FeaturePointTest, MediansOfOddAndEvenCounts) {
+  const rv::Surface surface = MakeSurface({{10, 20, 20, 40}});
+  const rv::Rect2d<int> rect{0, 0, 4, 1};
+  struct Case {
+    Bytes mask;
+    zPoint3d64f expected;
+  };
+  const Case cases[] = {
+      {{{1, 1, 0, 0}}, World(0, 0, 15)},  // two cells: the mean of 10 and 20
+      {{{1, 1, 1, 0}}, World(1, 0, 20)},  // three cells: the middle one
+      {{{1, 1, 1, 1}}, World(1, 0, 20)},  // columns (1 + 2) / 2 truncated; heights 20 and 20
+      {{{0, 0, 0, 1}}, World(3, 0, 40)},  // a single cell
+      {{{1, 0, 0, 1}}, World(1, 0, 25)},  // columns 0 and 3 -> 1; heights 10 and 40 -> 25
+  };
+  for (const Case& k : cases) {
+    const Ty::Object<void*> mask = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), k.mask);
+    EXPECT_POINT_NEAR(rv::CalculateFeaturePoint(surface, rect, mask, 0, 0, FeatureType::Median),
+                      k.expected);
+  }
+}
+
+// Medians against sorting, on random regions with nulls, holes in the mask and negative heights.
+TEST_F(FeaturePointTest, MedianAgreesWithSorting) {
+  std::mt19937 rng(5);
+  std::uniform_int_distribution<int> value(-300, 300);
+  std::bernoulli_distribution keep(0.7);
+  for (int trial = 0; trial < 50; ++trial) {
+    Grid g(7, std::vector<short>(9));
+    for (auto& row : g)
+      for (auto& v : row) v = keep(rng) ? short(value(rng)) : N;
+    Bytes m(5, std::vector<unsigned char>(6));
+    for (auto& row : m)
+      for (auto& v : row) v = keep(rng);
+    const rv::Rect2d<int> rect{2, 1, 6, 5};
+    std::vector<int> columns, rows, heights;
+    for (int r = 0; r < 5; ++r) {
+      for (int c = 0; c < 6; ++c) {
+        const short h = g[rect.y + r][rect.x + c];
+        if (!m[r][c] || h == N) continue;
+        columns.push_back(rect.x + c), rows.push_back(rect.y + r), heights.push_back(h);
+      }
+    }
+    auto median = [](std::vector<int> v) {
+      std::sort(v.begin(), v.end());
+      const size_t n = v.size();
+      return n % 2 ? double(v[n / 2]) : std::floor((v[n / 2 - 1] + v[n / 2]) / 2.0);
+    };
+    const rv::Surface surface = MakeSurface(g);
+    const Ty::Object<void*> mask = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), m);
+    const zPoint3d64f p = rv::CalculateFeaturePoint(surface, rect, mask, 0, 0, FeatureType::Median);
+    if (heights.empty()) {
+      EXPECT_TRUE(IsNullPoint(p));
+      continue;
+    }
+    SCOPED_TRACE(trial);
+    EXPECT_POINT_NEAR(p, World(median(columns), median(rows), median(heights)));
+  }
+}
+
+// The volume centroid against stacking the unit steps between z0 and each height one by one.
+TEST_F(FeaturePointTest, VolumeCentroidAgreesWithStackedUnitSteps) {
+  std::mt19937 rng(9);
+  std::uniform_int_distribution<int> value(-20, 40);
+  Grid g(4, std::vector<short>(5));
+  for (auto& row : g)
+    for (auto& v : row) v = short(value(rng));
+  const rv::Surface surface = MakeSurface(g);  // offset.z -1, scale.z 0.1: z0 = 10
+  const Ty::Object<void*> mask =
+      rotest::MakeArray2<unsigned char>(zTypeOf(z8u), Bytes(4, std::vector<unsigned char>(5, 1)));
+  double w = 0, sx = 0, sy = 0, sz = 0;
+  for (int r = 0; r < 4; ++r) {
+    for (int c = 0; c < 5; ++c) {
+      const int step = g[r][c] >= 10 ? 1 : -1;
+      for (int z = 10 + step; step > 0 ? z <= g[r][c] : z >= g[r][c]; z += step) {
+        w += 1, sx += c, sy += r, sz += z - 10;
+      }
+    }
+  }
+  EXPECT_POINT_NEAR(
+      rv::CalculateFeaturePoint(surface, {0, 0, 5, 4}, mask, 0, 0, FeatureType::VolumeCentroid),
+      World(sx / w, sy / w, 10 + sz / w));
+  // Wholly at z = 0 there is no volume: NaN, not the null point.
+  const rv::Surface flat = MakeSurface({{10, 10}});
+  const Ty::Object<void*> two = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), {{1, 1}});
+  const zPoint3d64f p =
+      rv::CalculateFeaturePoint(flat, {0, 0, 2, 1}, two, 0, 0, FeatureType::VolumeCentroid);
+  EXPECT_TRUE(std::isnan(p.x) && std::isnan(p.y) && std::isnan(p.z));
+}
+
+TEST_F(FeaturePointTest, SingleCellGivesTheCell) {
+  const rv::Surface surface = MakeSurface(kHeights);
+  const Ty::Object<void*> mask =
+      rotest::MakeArray2<unsigned char>(zTypeOf(z8u), {{0, 0, 0}, {0, 0, 1}});
+  for (int t = 0; t <= 11; ++t) {
+    const auto type = FeatureType(t);
+    const zPoint3d64f p = rv::CalculateFeaturePoint(surface, kRect, mask, 0, 100, type);
+    SCOPED_TRACE(t);
+    if (type == FeatureType::Offset || type == FeatureType::Offset10) {
+      EXPECT_POINT_NEAR(p, World(0, 0, 0));
+    } else if (type == FeatureType::VolumeCentroid) {
+      // The cell's column of 4 unit steps above z0 = 10 has its centre 2.5 steps up.
+      EXPECT_POINT_NEAR(p, World(3, 2, 12.5));
+    } else if (type == FeatureType::PercentileBand) {
+      EXPECT_TRUE(IsNullPoint(p)) << "both band ends fall on the one height";
+    } else {
+      EXPECT_POINT_NEAR(p, World(3, 2, 14));
+    }
+  }
+}
+
+TEST_F(FeaturePointTest, DegenerateInputGivesTheNullPoint) {
+  const rv::Surface surface = MakeSurface(kHeights);
+  const Ty::Object<void*> mask = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), kMask);
+  const Ty::Object<void*> none =
+      rotest::MakeArray2<unsigned char>(zTypeOf(z8u), {{0, 0, 0}, {0, 0, 0}});
+  rv::Surface empty;
+  const FeatureType c = FeatureType::Centroid;
+  EXPECT_TRUE(IsNullPoint(rv::CalculateFeaturePoint(empty, kRect, mask, 0, 0, c)));
+  EXPECT_TRUE(IsNullPoint(rv::CalculateFeaturePoint(surface, kRect, nullptr, 0, 0, c)));
+  EXPECT_TRUE(IsNullPoint(rv::CalculateFeaturePoint(surface, {1, 1, 0, 2}, mask, 0, 0, c)));
+  EXPECT_TRUE(IsNullPoint(rv::CalculateFeaturePoint(surface, {1, 1, 2, 3}, mask, 0, 0, c)));
+  for (int t = 0; t <= 11; ++t)
+    EXPECT_TRUE(
+        IsNullPoint(rv::CalculateFeaturePoint(surface, kRect, none, 0, 100, FeatureType(t))))
+        << t;
+}
+
+TEST_F(FeaturePointTest, HeightWindowNarrowsTheCountedCells) {
+  const rv::Surface surface = MakeSurface(kHeights);
+  const Ty::Object<void*> mask = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), kMask);
+  // World heights of 7, 9, 12, 14 are -0.3, -0.1, 0.2, 0.4; the window [-0.1, 0.2] keeps 9, 12.
+  EXPECT_POINT_NEAR(rv::CalculateFeaturePoint(surface, kRect, mask, 0, 0, FeatureType::Centroid,
+                                              nullptr, -0.1, 0.2),
+                    World(2, 1.5, 10.5));
+  EXPECT_POINT_NEAR(rv::CalculateFeaturePoint(surface, kRect, mask, 0, 0, FeatureType::MinZ,
+                                              nullptr, rv::kNullDouble, 0.0),
+                    World(1, 1, 7));
+  EXPECT_POINT_NEAR(rv::CalculateFeaturePoint(surface, kRect, mask, 0, 0, FeatureType::MinZ,
+                                              nullptr, 0.0, rv::kNullDouble),
+                    World(1, 2, 12));
+  EXPECT_TRUE(IsNullPoint(
+      rv::CalculateFeaturePoint(surface, kRect, mask, 0, 0, FeatureType::MaxZ, nullptr, 5, 6)));
+}
+
+TEST_F(FeaturePointTest, BadInputRaises) {
+  const char* name = "Ro::Vision::CalculateFeaturePoint";
+  const rv::Surface surface = MakeSurface(kHeights);
+  const Ty::Object<void*> mask = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), kMask);
+  EXPECT_TY_THROW(rv::CalculateFeaturePoint(surface, kRect, mask, 0, 0, FeatureType(12)), -997,
+                  name);
+  EXPECT_TY_THROW(rv::CalculateFeaturePoint(surface, {3, 1, 3, 2}, mask, 0, 0, FeatureType(0)),
+                  -997, name);
+  const Ty::Object<void*> wide = rotest::MakeArray2<short>(zTypeOf(z16s), {{1, 1, 1}, {1, 0, 1}});
+  EXPECT_TY_THROW(rv::CalculateFeaturePoint(surface, kRect, wide, 0, 0, FeatureType(0)), -984,
+                  name);
+  rv::Surface doubles = surface;
+  doubles.layers[0] = rotest::MakeArray2<double>(zTypeOf(z64f), {{1, 2, 3}, {4, 5, 6}});
+  EXPECT_TY_THROW(rv::CalculateFeaturePoint(doubles, kRect, mask, 0, 0, FeatureType(0)), -996,
+                  name);
+  rv::Surface unset = surface;
+  unset.scale.z = rv::kNullDouble;
+  EXPECT_TY_THROW(rv::CalculateFeaturePoint(unset, kRect, mask, 0, 0, FeatureType(0)), -997, name);
+}
+
+TEST_F(FeaturePointTest, FailingHistogramAllocationsRaiseThePlatformStatus) {
+  const rv::Surface surface = MakeSurface(kHeights);
+  const Ty::Object<void*> mask = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), kMask);
+  auto run = [&](FeatureType type) {
+    return rotest::ExpectEveryAllocationFailureRaised(
+        alloc_, [&] { rv::CalculateFeaturePoint(surface, kRect, mask, 10, 90, type, alloc_); });
+  };
+  // Three histograms for the median, one for the band, each as costly as the others.
+  const zSize perHistogram = run(FeatureType::PercentileBand);
+  EXPECT_EQ(run(FeatureType::Median), 3 * perHistogram);
+  alloc_.FailAfter(perHistogram + 1);
+  auto caught = rotest::CatchTy(
+      [&] { rv::CalculateFeaturePoint(surface, kRect, mask, 0, 0, FeatureType::Median, alloc_); });
+  alloc_.FailAfter(0);
+  ASSERT_TRUE(caught);
+  EXPECT_EQ(caught->Line(), 1933);  // the row histogram
+  EXPECT_EQ(caught->File(), "Geometry/Geometry");
+}
+
+TEST_F(FeaturePointTest, ImageOverloadUsesPixelUnits) {
+  zImage image = nullptr;
+  ASSERT_EQ(zImage_Construct(&image, zTypeOf(z16s), 3, 2, alloc_), zOK);
+  Ty::Object<void*> hold(image);
+  const short pixels[2][3] = {{4, N, 8}, {N, 6, 2}};
+  for (int y = 0; y < 2; ++y)
+    for (int x = 0; x < 3; ++x) *static_cast<short*>(zImage_At(image, x, y)) = pixels[y][x];
+  const zPoint3d64f centroid = rv::CalculateFeaturePoint(hold, FeatureType::Centroid, 0, 0);
+  EXPECT_POINT_NEAR(centroid, (zPoint3d64f{(0 + 2 + 1 + 2) / 4.0, 2 / 4.0, 20 / 4.0}));
+  EXPECT_POINT_NEAR(rv::CalculateFeaturePoint(hold, FeatureType::MaxZ, 0, 0),
+                    (zPoint3d64f{2, 0, 8}));
+  EXPECT_POINT_NEAR(rv::CalculateFeaturePoint(hold, FeatureType::Median, 0, 0),
+                    (zPoint3d64f{1, 0, 5}));
+  EXPECT_TRUE(
+      IsNullPoint(rv::CalculateFeaturePoint(Ty::Object<void*>(), FeatureType::Centroid, 0, 0)));
+  zImage bytes = nullptr;
+  ASSERT_EQ(zImage_Construct(&bytes, zTypeOf(z8u), 3, 2, alloc_), zOK);
+  EXPECT_TY_THROW(rv::CalculateFeaturePoint(Ty::Object<void*>(bytes), FeatureType::Centroid, 0, 0),
+                  -996, "Ro::Vision::CalculateFeaturePoint");
+}
+
+}  // namespace

@@ -1,0 +1,101 @@
+// Helpers for the image tests: images from literals, views of them as OpenCV matrices, random
+// images with nulls.
+#ifndef ROVISION_TESTS_IMAGEPROCESSING_IMAGETESTSUPPORT_H
+#define ROVISION_TESTS_IMAGEPROCESSING_IMAGETESTSUPPORT_H
+
+#include <TyApi/TyApi.h>
+#include <gtest/gtest.h>
+#include <zApi/zApi.h>
+
+#include <opencv2/core.hpp>
+#include <random>
+#include <type_traits>
+#include <vector>
+
+#include "RoVision/Common/ElementTypes.h"
+
+namespace rotest {
+
+// The library's own statuses, as the tests expect them.
+constexpr zStatus kInvalidArgument = -997;
+constexpr zStatus kNotSupported = -996;
+constexpr zStatus kIncompatible = -984;
+
+template <class T>
+zType ZTypeOf() {
+  return Ro::Vision::TypeOf<T>();
+}
+
+template <class T>
+int CvDepthOf() {
+  if (std::is_same<T, z8u>::value) return CV_8U;
+  if (std::is_same<T, z16s>::value) return CV_16S;
+  if (std::is_same<T, z16u>::value) return CV_16U;
+  if (std::is_same<T, z32f>::value) return CV_32F;
+  return CV_64F;
+}
+
+template <class T>
+Ty::Object<void*> MakeImage(const std::vector<std::vector<T>>& rows, zAlloc alloc = nullptr) {
+  const zSize width = rows.empty() ? 0 : rows[0].size();
+  zImage image = nullptr;
+  EXPECT_EQ(zImage_Construct(&image, ZTypeOf<T>(), width, rows.size(), alloc), zOK);
+  for (zSize y = 0; y < rows.size(); ++y) {
+    for (zSize x = 0; x < width; ++x) static_cast<T*>(zImage_Row(image, y))[x] = rows[y][x];
+  }
+  return Ty::Object<void*>(image);
+}
+
+template <class T>
+std::vector<std::vector<T>> ReadImage(void* image) {
+  std::vector<std::vector<T>> rows(zImage_Height(image));
+  for (zSize y = 0; y < rows.size(); ++y) {
+    const T* row = static_cast<const T*>(zImage_Row(image, y));
+    rows[y].assign(row, row + zImage_Width(image));
+  }
+  return rows;
+}
+
+// A matrix over the image's pixels (no copy; valid while the image lives).
+template <class T>
+cv::Mat MatOf(void* image) {
+  return cv::Mat(static_cast<int>(zImage_Height(image)), static_cast<int>(zImage_Width(image)),
+                 CV_MAKETYPE(CvDepthOf<T>(), 1), zImage_Data(image), zImage_Stride(image));
+}
+
+// Uniform random pixels over the type's range (floats in +-1e4), about `nullShare` of them the
+// type's null.
+template <class T>
+Ty::Object<void*> RandomImage(zSize width, zSize height, unsigned seed, double nullShare,
+                              zAlloc alloc = nullptr) {
+  std::mt19937 random(seed);
+  std::bernoulli_distribution isNull(nullShare);
+  zImage image = nullptr;
+  EXPECT_EQ(zImage_Construct(&image, ZTypeOf<T>(), width, height, alloc), zOK);
+  for (zSize y = 0; y < height; ++y) {
+    T* row = static_cast<T*>(zImage_Row(image, y));
+    for (zSize x = 0; x < width; ++x) {
+      if (isNull(random)) {
+        row[x] = Ro::Vision::GetNull<std::conditional_t<std::is_same<T, z16u>::value, z8u, T>>();
+      } else if constexpr (std::is_floating_point<T>::value) {
+        row[x] = static_cast<T>(std::uniform_real_distribution<double>(-1e4, 1e4)(random));
+      } else {
+        row[x] = static_cast<T>(std::uniform_int_distribution<int>(
+            std::numeric_limits<T>::min(), std::numeric_limits<T>::max())(random));
+      }
+    }
+  }
+  return Ty::Object<void*>(image);
+}
+
+inline bool SameBits(const cv::Mat& a, const cv::Mat& b) {
+  if (a.size() != b.size() || a.type() != b.type()) return false;
+  for (int y = 0; y < a.rows; ++y) {
+    if (std::memcmp(a.ptr(y), b.ptr(y), a.cols * a.elemSize()) != 0) return false;
+  }
+  return true;
+}
+
+}  // namespace rotest
+
+#endif

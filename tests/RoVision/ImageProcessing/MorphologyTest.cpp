@@ -1,0 +1,236 @@
+#include "RoVision/ImageProcessing/Morphology.h"
+
+#include <opencv2/imgproc.hpp>
+
+#include "ImageTestSupport.h"
+#include "RoVision/ImageProcessing/NeighbourhoodPrivate.h"
+#include "support/TestSupport.h"
+
+namespace {
+
+using namespace Ro::Vision;
+using rotest::kInvalidArgument;
+using rotest::MakeImage;
+using rotest::MatOf;
+using rotest::RandomImage;
+using rotest::ReadImage;
+
+constexpr z16s N = -32768;  // the z16s null, for readable literals
+
+template <class T>
+class MorphologyTyped : public rotest::LeakCheckedTest {};
+using FilterTypes = ::testing::Types<z8u, z16s, z32f, z64f>;
+TYPED_TEST_SUITE(MorphologyTyped, FilterTypes);
+
+// The 3x3 operations against OpenCV with a replicated border, bit for bit, on sizes that put
+// every pixel on a border ring in the small cases.
+TYPED_TEST(MorphologyTyped, ErodeAndDilateMatchOpenCvReplicate) {
+  const cv::Mat kernel = cv::getStructuringElement(cv::MORPH_RECT, {3, 3});
+  const std::pair<zSize, zSize> sizes[] = {{37, 23}, {2, 2}, {17, 1}, {40, 3}, {3, 40}};
+  unsigned seed = 1;
+  for (const auto& [width, height] : sizes) {
+    SCOPED_TRACE(::testing::Message() << width << " x " << height);
+    Ty::Object<void*> in = RandomImage<TypeParam>(width, height, seed++, 0.1, this->alloc_);
+    Ty::Object<void*> eroded = ImageErode(in, this->alloc_);
+    Ty::Object<void*> dilated = ImageDilate(in, this->alloc_);
+    cv::Mat expectedErode;
+    cv::Mat expectedDilate;
+    cv::erode(MatOf<TypeParam>(in), expectedErode, kernel, {-1, -1}, 1, cv::BORDER_REPLICATE);
+    cv::dilate(MatOf<TypeParam>(in), expectedDilate, kernel, {-1, -1}, 1, cv::BORDER_REPLICATE);
+    EXPECT_TRUE(rotest::SameBits(MatOf<TypeParam>(eroded), expectedErode));
+    EXPECT_TRUE(rotest::SameBits(MatOf<TypeParam>(dilated), expectedDilate));
+  }
+}
+
+// The "5" operations: the 5x5 extreme inside the band two away from the border (OpenCV on the
+// interior), the input elsewhere.
+TYPED_TEST(MorphologyTyped, Dilate5IsTheInterior5x5MaximumAndCopiesTheBorderBand) {
+  Ty::Object<void*> in = RandomImage<TypeParam>(19, 13, 7, 0.2, this->alloc_);
+  Ty::Object<void*> out = ImageDilate5(in, this->alloc_);
+  cv::Mat expected;
+  cv::dilate(MatOf<TypeParam>(in), expected, cv::getStructuringElement(cv::MORPH_RECT, {5, 5}),
+             {-1, -1}, 1, cv::BORDER_REPLICATE);
+  const cv::Mat input = MatOf<TypeParam>(in);
+  const cv::Mat got = MatOf<TypeParam>(out);
+  for (int y = 0; y < input.rows; ++y) {
+    for (int x = 0; x < input.cols; ++x) {
+      const bool interior = y >= 2 && y < input.rows - 2 && x >= 2 && x < input.cols - 2;
+      const cv::Mat& want = interior ? expected : input;
+      EXPECT_EQ(got.at<TypeParam>(y, x), want.at<TypeParam>(y, x)) << x << ", " << y;
+    }
+  }
+}
+
+TEST(MorphologyFloat, Erode5IsThe5x5MinimumOnlyTwoAwayFromTheBorder) {
+  Ty::Object<void*> in = RandomImage<z32f>(16, 11, 3, 0.0);
+  Ty::Object<void*> out = ImageErode5(in);
+  cv::Mat expected;
+  cv::erode(MatOf<z32f>(in), expected, cv::getStructuringElement(cv::MORPH_RECT, {5, 5}));
+  const cv::Mat input = MatOf<z32f>(in);
+  const cv::Mat got = MatOf<z32f>(out);
+  for (int y = 0; y < input.rows; ++y) {
+    for (int x = 0; x < input.cols; ++x) {
+      const bool interior = y >= 2 && y < input.rows - 2 && x >= 2 && x < input.cols - 2;
+      EXPECT_EQ(got.at<float>(y, x), (interior ? expected : input).at<float>(y, x));
+    }
+  }
+}
+
+class Morphology : public rotest::LeakCheckedTest {};
+
+// Integer ImageErode5 grows nulls by one pixel without taking a minimum, and leaves the outer
+// ring alone even when a null sits next to it.
+TEST_F(Morphology, Erode5GrowsNullsWithoutTakingTheMinimum) {
+  Ty::Object<void*> in = MakeImage<z16s>({{1, 2, 3, 4, 5, 6},
+                                          {7, 8, 9, 10, 11, 12},
+                                          {13, 14, N, 16, 17, 18},
+                                          {19, 20, 21, 22, 23, 24},
+                                          {N, 26, 27, 28, 29, 30}},
+                                         alloc_);
+  EXPECT_EQ(ReadImage<z16s>(ImageErode5(in, alloc_)),
+            (std::vector<std::vector<z16s>>{{1, 2, 3, 4, 5, 6},
+                                            {7, N, N, N, 11, 12},
+                                            {13, N, N, N, 17, 18},
+                                            {19, N, N, N, 23, 24},
+                                            {N, 26, 27, 28, 29, 30}}));
+  Ty::Object<void*> mask = MakeImage<z8u>({{9, 9, 9, 9}, {9, 9, 9, 9}, {9, 9, 9, 0}}, alloc_);
+  EXPECT_EQ(ReadImage<z8u>(ImageErode5(mask, alloc_)),
+            (std::vector<std::vector<z8u>>{{9, 9, 9, 9}, {9, 9, 0, 9}, {9, 9, 9, 0}}));
+}
+
+TEST_F(Morphology, Dilate5SpreadsALoneHeightOverItsBlockInsideTheBand) {
+  std::vector<std::vector<z16s>> rows(7, std::vector<z16s>(7, N));
+  rows[3][4] = 500;
+  Ty::Object<void*> out = ImageDilate5(MakeImage(rows, alloc_), alloc_);
+  const auto got = ReadImage<z16s>(out);
+  for (int y = 0; y < 7; ++y) {
+    for (int x = 0; x < 7; ++x) {
+      const bool band = y >= 2 && y <= 4 && x >= 2 && x <= 4;
+      const z16s want = (band || (y == 3 && x == 4)) ? 500 : N;
+      EXPECT_EQ(got[y][x], want) << x << ", " << y;
+    }
+  }
+}
+
+TEST_F(Morphology, ImagesTooSmallForTheBandComeBackAsCopies) {
+  Ty::Object<void*> tiny = MakeImage<z16s>({{N, 5}, {6, 7}}, alloc_);
+  EXPECT_EQ(ReadImage<z16s>(ImageErode5(tiny, alloc_)), ReadImage<z16s>(tiny));
+  Ty::Object<void*> small = RandomImage<z64f>(4, 4, 5, 0.0, alloc_);
+  EXPECT_EQ(ReadImage<z64f>(ImageErode5(small, alloc_)), ReadImage<z64f>(small));
+  EXPECT_EQ(ReadImage<z64f>(ImageDilate5(small, alloc_)), ReadImage<z64f>(small));
+}
+
+// An image one pixel wide takes its single column (the neighbourhood cannot reach column 1).
+TEST_F(Morphology, OnePixelWideImageUsesItsOnlyColumn) {
+  Ty::Object<void*> in = MakeImage<z16s>({{5}, {3}, {9}, {N}}, alloc_);
+  EXPECT_EQ(ReadImage<z16s>(ImageErode(in, alloc_)),
+            (std::vector<std::vector<z16s>>{{3}, {3}, {N}, {N}}));
+  EXPECT_EQ(ReadImage<z16s>(ImageDilate(in, alloc_)),
+            (std::vector<std::vector<z16s>>{{5}, {9}, {9}, {9}}));
+}
+
+TEST_F(Morphology, RepeatedFormsMatchOpenCvIterations) {
+  Ty::Object<void*> in = RandomImage<z16s>(31, 17, 11, 0.02, alloc_);
+  const cv::Mat kernel = cv::getStructuringElement(cv::MORPH_RECT, {3, 3});
+  cv::Mat eroded3;
+  cv::erode(MatOf<z16s>(in), eroded3, kernel, {-1, -1}, 3, cv::BORDER_REPLICATE);
+  EXPECT_TRUE(rotest::SameBits(MatOf<z16s>(ImageErodeX(in, 3, alloc_)), eroded3));
+  cv::Mat dilated2;
+  cv::dilate(MatOf<z16s>(in), dilated2, kernel, {-1, -1}, 2, cv::BORDER_REPLICATE);
+  EXPECT_TRUE(rotest::SameBits(MatOf<z16s>(ImageDilateX(in, 2, alloc_)), dilated2));
+  cv::Mat opened;
+  cv::morphologyEx(MatOf<z16s>(in), opened, cv::MORPH_OPEN, kernel, {-1, -1}, 2,
+                   cv::BORDER_REPLICATE);
+  EXPECT_TRUE(rotest::SameBits(MatOf<z16s>(ImageOpeningX(in, 2, alloc_)), opened));
+  // A count of 0, 1 or below gives one pass.
+  const cv::Mat once = MatOf<z16s>(ImageErode(in, alloc_)).clone();
+  for (int count : {-2, 0, 1}) {
+    EXPECT_TRUE(rotest::SameBits(MatOf<z16s>(ImageErodeX(in, count, alloc_)), once)) << count;
+  }
+}
+
+TEST_F(Morphology, ErodeToPeakLeavesOffAndIsolatedPixelsUnwritten) {
+  Ty::Object<void*> mask = MakeImage<z8u>(
+      {{0, 0, 0, 0, 0, 0}, {0, 7, 0, 0, 0, 0}, {0, 0, 0, 9, 8, 6}, {0, 0, 0, 9, 9, 5}}, alloc_);
+  // (1, 1) is isolated; row 1 holds an off pixel above row 2, and the last row replicates itself
+  // below, so only (4, 3) and the truncated last column (5, 3) keep a non-zero minimum.
+  EXPECT_EQ(ReadImage<z8u>(ImageErodeToPeak(mask, alloc_)),
+            (std::vector<std::vector<z8u>>{
+                {0, 0, 0, 0, 0, 0}, {0, 0, 0, 0, 0, 0}, {0, 0, 0, 0, 0, 0}, {0, 0, 0, 0, 5, 5}}));
+  // Heights: exactly the 3x3 minimum.
+  Ty::Object<void*> heights = RandomImage<z16s>(9, 6, 2, 0.1, alloc_);
+  EXPECT_EQ(ReadImage<z16s>(ImageErodeToPeak(heights, alloc_)),
+            ReadImage<z16s>(ImageErode(heights, alloc_)));
+  EXPECT_EQ(ReadImage<z8u>(ImageErodeToPeakX(mask, 2, alloc_)),
+            ReadImage<z8u>(ImageErodeToPeak(ImageErodeToPeak(mask, alloc_), alloc_)));
+}
+
+TEST_F(Morphology, OtherPixelTypesAreNotFiltered) {
+  Ty::Object<void*> in = MakeImage<z16u>({{1, 2, 3}, {4, 5, 6}, {7, 8, 9}}, alloc_);
+  const std::vector<std::vector<z16u>> zeros(3, std::vector<z16u>(3, 0));
+  EXPECT_EQ(ReadImage<z16u>(ImageErode(in, alloc_)), zeros);
+  EXPECT_EQ(ReadImage<z16u>(ImageDilate(in, alloc_)), zeros);
+  EXPECT_EQ(ReadImage<z16u>(ImageErode5(in, alloc_)), ReadImage<z16u>(in));
+  EXPECT_EQ(ReadImage<z16u>(ImageDilate5(in, alloc_)), ReadImage<z16u>(in));
+}
+
+TEST_F(Morphology, FailuresRaiseThePlatformStatusExceptForDilate) {
+  EXPECT_TY_THROW(ImageErode(nullptr), kInvalidArgument, "Ro::Vision::ImageErode");
+  EXPECT_TY_THROW(ImageDilate5(nullptr), kInvalidArgument, "Ro::Vision::ImageDilate5");
+  Ty::Object<void*> in = RandomImage<z16s>(8, 8, 4, 0.1);  // not counted
+  for (auto action : std::vector<std::function<void()>>{
+           [&] { ImageErode(in, alloc_); }, [&] { ImageErode5(in, alloc_); },
+           [&] { ImageDilate5(in, alloc_); }, [&] { ImageErodeToPeak(in, alloc_); },
+           [&] { ImageErodeX(in, 3, alloc_); }, [&] { ImageDilateX(in, 3, alloc_); },
+           [&] { ImageOpeningX(in, 2, alloc_); }}) {
+    rotest::ExpectEveryAllocationFailureRaised(alloc_, action);
+  }
+  auto caught = rotest::CatchTy([&] {
+    alloc_.FailAfter(1);
+    EXPECT_TRUE(ImageDilate(in, alloc_).IsNull());
+  });
+  alloc_.FailAfter(0);
+  EXPECT_FALSE(caught.has_value());
+  rotest::ExpectEveryAllocationFailureRaised(alloc_, [&] { ImageErode(in, alloc_); });
+}
+
+// The SSE2 interior and the literal order of visits give the same bits on every row width.
+template <class T>
+void ExpectFastRowsEqualScalar() {
+  std::mt19937 random(99);
+  std::uniform_int_distribution<int> value(std::numeric_limits<T>::min(),
+                                           std::numeric_limits<T>::max());
+  for (zSize width = 0; width < 70; ++width) {
+    std::vector<T> rows[3];
+    for (auto& row : rows) {
+      row.resize(width + 1);
+      for (auto& v : row) v = static_cast<T>(value(random));
+    }
+    std::vector<T> fast(width + 1);
+    std::vector<T> scalar(width + 1);
+    image::ExtremeRowFast<image::MinOp>(rows[0].data(), rows[1].data(), rows[2].data(), fast.data(),
+                                        width);
+    image::ExtremeRowScalar<image::MinOp>(rows[0].data(), rows[1].data(), rows[2].data(),
+                                          scalar.data(), width);
+    EXPECT_EQ(fast, scalar) << "minimum, width " << width;
+    image::ExtremeRowFast<image::MaxOp>(rows[0].data(), rows[1].data(), rows[2].data(), fast.data(),
+                                        width);
+    image::ExtremeRowScalar<image::MaxOp>(rows[0].data(), rows[1].data(), rows[2].data(),
+                                          scalar.data(), width);
+    EXPECT_EQ(fast, scalar) << "maximum, width " << width;
+    ASSERT_EQ(
+        image::MedianRowFast(rows[0].data(), rows[1].data(), rows[2].data(), fast.data(), width),
+        zOK);
+    ASSERT_EQ(image::MedianRowPlatform(rows[0].data(), rows[1].data(), rows[2].data(),
+                                       scalar.data(), width),
+              zOK);
+    EXPECT_EQ(fast, scalar) << "median, width " << width;
+  }
+}
+
+TEST(NeighbourhoodKernels, FastRowsGiveTheBitsOfTheReference) {
+  ExpectFastRowsEqualScalar<z8u>();
+  ExpectFastRowsEqualScalar<z16s>();
+}
+
+}  // namespace
