@@ -58,8 +58,10 @@ zStatus zArrayList_AppendN(zArrayList list, const void* items, zSize count) {
   Buffer* buffer = Get(list);
   zStatus status = Grow(buffer, buffer->cols + count);
   if (status != zOK) return status;
-  std::memcpy(buffer->Bytes() + buffer->cols * buffer->ItemSize(), items,
-              count * buffer->ItemSize());
+  if (count > 0) {
+    std::memcpy(buffer->Bytes() + buffer->cols * buffer->ItemSize(), items,
+                count * buffer->ItemSize());
+  }
   buffer->cols += count;
   return zOK;
 }
@@ -73,7 +75,7 @@ zStatus zArrayList_Import(zArrayList list, const void* items, zSize count) {
   Buffer* buffer = Get(list);
   zStatus status = zapi::BufferReserve(buffer, count);
   if (status != zOK) return status;
-  std::memcpy(buffer->data, items, count * buffer->ItemSize());
+  if (count > 0) std::memcpy(buffer->data, items, count * buffer->ItemSize());
   buffer->cols = count;
   return zOK;
 }
