@@ -39,4 +39,39 @@ zSize ExpectEveryAllocationFailureRaised(CountingAllocator& alloc,
   return 0;
 }
 
+void ExpectFailures(const std::vector<Failure>& cases, const char* file) {
+  for (const Failure& c : cases) {
+    std::optional<Ty::Exception> caught = CatchTy(c.action);
+    if (!caught) {
+      ADD_FAILURE() << c.name << ": did not throw";
+      continue;
+    }
+    EXPECT_EQ(caught->Status(), c.status) << c.name << ": " << caught->what();
+    if (c.line) {
+      EXPECT_EQ(caught->Line(), c.line) << c.name << ": " << caught->what();
+    }
+    if (c.function) {
+      EXPECT_EQ(caught->Function(), std::string(c.function)) << c.name;
+    }
+    if (c.message) {
+      EXPECT_EQ(caught->Message(), std::string(c.message)) << c.name;
+    }
+    if (file) {
+      EXPECT_EQ(caught->File(), std::string(file)) << c.name;
+    }
+  }
+}
+
+Ro::Vision::Surface MakeSurface(const std::vector<std::vector<short>>& heights, zPoint3d64f offset,
+                                zPoint3d64f scale, zAlloc alloc,
+                                const std::vector<std::vector<unsigned char>>& intensity) {
+  Ro::Vision::Surface s;
+  s.offset = offset;
+  s.scale = scale;
+  s.layers.push_back(MakeArray2<short>(zTypeOf(z16s), heights, alloc));
+  if (!intensity.empty())
+    s.layers.push_back(MakeArray2<unsigned char>(zTypeOf(z8u), intensity, alloc));
+  return s;
+}
+
 }  // namespace rotest

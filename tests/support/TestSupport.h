@@ -7,6 +7,8 @@
 #include <gtest/gtest.h>
 #include <zApi/zApi.h>
 
+#include <RoVision/Common/ScanRecords.h>
+
 #include <functional>
 #include <optional>
 #include <string>
@@ -76,6 +78,33 @@ std::vector<std::vector<T>> ReadArray2(void* array) {
   }
   return rows;
 }
+
+// One expected failure of a table: the action, the status it raises and, where given, the line,
+// the function and the message. ExpectFailures checks every case (and the module file, where
+// given) and names the case in each failure.
+struct Failure {
+  const char* name;
+  std::function<void()> action;
+  zStatus status;
+  int line = 0;                    // 0: not checked
+  const char* function = nullptr;  // null: not checked
+  const char* message = nullptr;   // null: not checked
+};
+void ExpectFailures(const std::vector<Failure>& cases, const char* file = nullptr);
+
+// The x, y and z of a point against expected values, within `tolerance`.
+template <class P>
+void ExpectNear3(const P& p, double x, double y, double z, double tolerance,
+                 const std::string& what = "") {
+  EXPECT_NEAR(p.x, x, tolerance) << what << " x";
+  EXPECT_NEAR(p.y, y, tolerance) << what << " y";
+  EXPECT_NEAR(p.z, z, tolerance) << what << " z";
+}
+
+// A height map (z16s) with an optional intensity layer (z8u) built from rows.
+Ro::Vision::Surface MakeSurface(const std::vector<std::vector<short>>& heights, zPoint3d64f offset,
+                                zPoint3d64f scale, zAlloc alloc = nullptr,
+                                const std::vector<std::vector<unsigned char>>& intensity = {});
 
 }  // namespace rotest
 

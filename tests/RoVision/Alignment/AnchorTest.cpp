@@ -48,9 +48,21 @@ rv::Point3d<double> ReferenceAnchorMap(const rv::Anchor& a, int order, rv::Point
 
 void ExpectPointNear(const rv::Point3d<double>& a, const rv::Point3d<double>& b,
                      const char* what = "") {
-  EXPECT_NEAR(a.x, b.x, kTolerance) << what;
-  EXPECT_NEAR(a.y, b.y, kTolerance) << what;
-  EXPECT_NEAR(a.z, b.z, kTolerance) << what;
+  rotest::ExpectNear3(a, b.x, b.y, b.z, kTolerance, what);
+}
+
+// The fields of the plane and X/Z regions in order, for whole-record comparisons.
+std::vector<double> Fields(const rv::Region2d<double>& r) {
+  return {r.x, r.y, r.width, r.length, r.angle};
+}
+std::vector<double> Fields(const rv::RegionXZ<double>& r) {
+  return {r.x, r.z, r.width, r.height, r.angle};
+}
+
+void ExpectFieldsNear(const std::vector<double>& a, const std::vector<double>& b,
+                      const std::string& what) {
+  ASSERT_EQ(a.size(), b.size());
+  for (size_t i = 0; i < a.size(); ++i) EXPECT_NEAR(a[i], b[i], kTolerance) << what << " " << i;
 }
 
 TEST(CreateAnchorTransform, RotatesThenTranslatesInTheGivenOrder) {
@@ -66,60 +78,62 @@ TEST(CreateAnchorTransform, RotatesThenTranslatesInTheGivenOrder) {
   ExpectPointNear(f.Apply(rv::Point3d<double>{1, 0, 7}), rv::Point3d<double>{0, 6, 7});
 }
 
-TEST(AnchorRegion, PlaneRegionTurnsAboutTheOriginThenShifts) {
+TEST(AnchorRegion, PlaneAndXZRegionsTurnAboutTheOriginThenShift) {
+  const rv::RegionXZ<double> xz{1, 0, 4, 6, 10};
+  struct Case {
+    const char* name;
+    rv::Anchor anchor;
+    bool alongXZ;
+    std::vector<double> expected;  // the fields of the anchored region
+  };
+  const Case cases[] = {
+      {"quarter turn then shift",
+       MakeAnchor(10, 0, kNull, kNull, kNull, 90),
+       false,
+       {10, 1, 4, 6, 95}},
+      {"unset turn: shift only",
+       MakeAnchor(10, 0, kNull, kNull, kNull, kNull),
+       false,
+       {11, 0, 4, 6, 5}},
+      {"unset anchor", rv::Anchor(), false, {1, 0, 4, 6, 5}},
+      {"X/Z angle turns the other way",
+       MakeAnchor(10, kNull, 0, kNull, 30, kNull),
+       true,
+       {10 + std::cos(M_PI / 6), std::sin(M_PI / 6), 4, 6, -20}},
+      {"X/Z quarter turn", MakeAnchor(10, kNull, 0, kNull, 90, kNull), true, {10, 1, 4, 6, -80}},
+      {"y and rz play no part in X/Z",
+       MakeAnchor(kNull, 7, 2, kNull, kNull, 45),
+       true,
+       {1, 2, 4, 6, 10}},
+  };
+  for (const Case& c : cases) {
+    if (c.alongXZ) {
+      rv::RegionXZ<double> out;
+      rv::AnchorRegion(c.anchor, xz, &out);
+      ExpectFieldsNear(Fields(out), c.expected, c.name);
+    } else {
+      rv::Region2d<double> out;
+      rv::AnchorRegion(c.anchor, Region2(1, 0, 5), &out);
+      ExpectFieldsNear(Fields(out), c.expected, c.name);
+    }
+  }
+  // With an offset missing there is no turn, only the shift that is set; an unset region angle
+  // stays unset.
   rv::Region2d<double> out;
-  rv::AnchorRegion(MakeAnchor(10, 0, kNull, kNull, kNull, 90), Region2(1, 0, 5), &out);
-  EXPECT_NEAR(out.x, 10, kTolerance);
-  EXPECT_NEAR(out.y, 1, kTolerance);
-  EXPECT_EQ(out.angle, 95);
-  EXPECT_EQ(out.width, 4);
-  EXPECT_EQ(out.length, 6);
-
-  rv::AnchorRegion(MakeAnchor(10, 0, kNull, kNull, kNull, kNull), Region2(1, 0, 5), &out);
-  EXPECT_EQ(out.x, 11);
-  EXPECT_EQ(out.y, 0);
-  EXPECT_EQ(out.angle, 5);
-
-  // With an offset missing there is no turn, only the shift that is set; the angle still turns.
   rv::AnchorRegion(MakeAnchor(kNull, 2, kNull, kNull, kNull, 30), Region2(1, 1, kNull), &out);
-  EXPECT_EQ(out.x, 1);
-  EXPECT_EQ(out.y, 3);
-  EXPECT_EQ(out.angle, kNull) << "an unset region angle stays unset";
-}
-
-TEST(AnchorRegion, XZRegionAngleTurnsTheOtherWay) {
-  rv::RegionXZ<double> in{1, 0, 4, 6, 10}, out;
-  rv::AnchorRegion(MakeAnchor(10, kNull, 0, kNull, 30, kNull), in, &out);
-  EXPECT_EQ(out.angle, -20);
-  rv::AnchorRegion(MakeAnchor(10, kNull, 0, kNull, 90, kNull), in, &out);
-  EXPECT_NEAR(out.x, 10, kTolerance);
-  EXPECT_NEAR(out.z, 1, kTolerance);
-  EXPECT_EQ(out.width, 4);
-  EXPECT_EQ(out.height, 6);
-  // The anchor's y and rz play no part in the X/Z plane.
-  rv::AnchorRegion(MakeAnchor(kNull, 7, 2, kNull, kNull, 45), in, &out);
-  EXPECT_EQ(out.x, 1);
-  EXPECT_EQ(out.z, 2);
-  EXPECT_EQ(out.angle, 10);
+  EXPECT_EQ(Fields(out), (std::vector<double>{1, 3, 4, 6, kNull}));
 }
 
 TEST(AnchorRegion, UnsetAnchorLeavesEverythingUnchanged) {
   const rv::Anchor none;
-  rv::Region2d<double> r2;
-  rv::AnchorRegion(none, Region2(1, 2, 3), &r2);
-  EXPECT_EQ(r2.x, 1);
-  EXPECT_EQ(r2.y, 2);
-  EXPECT_EQ(r2.angle, 3);
   rv::RegionXZ<double> rxz;
   rv::AnchorRegionInv(none, rv::RegionXZ<double>{1, 2, 3, 4, 5}, &rxz);
-  EXPECT_EQ(rxz.x, 1);
-  EXPECT_EQ(rxz.angle, 5);
+  EXPECT_EQ(Fields(rxz), (std::vector<double>{1, 2, 3, 4, 5}));
   for (int order : {0, 1}) {
     rv::Region3d<double> r3;
     rv::AnchorRegion(none, static_cast<rv::RotationOrder>(order), Region3(1, 2, 3), &r3);
-    EXPECT_EQ(r3.x, 1);
-    EXPECT_EQ(r3.z, 3);
-    EXPECT_EQ(r3.angleZ, 20);
+    EXPECT_EQ((std::vector<double>{r3.x, r3.y, r3.z, r3.angleX, r3.angleY, r3.angleZ}),
+              (std::vector<double>{1, 2, 3, 5, -10, 20}));
     std::vector<rv::Point3d<double>> points = {{1, 2, 3}}, moved(1);
     rv::AnchorPointSetRegion(none, static_cast<rv::RotationOrder>(order), points.data(), 1,
                              moved.data());
@@ -137,17 +151,13 @@ TEST(AnchorRegion, InverseUndoesTheAnchoring) {
     rv::Region2d<double> there2, back2;
     rv::AnchorRegion(a, r2, &there2);
     rv::AnchorRegionInv(a, there2, &back2);
-    EXPECT_NEAR(back2.x, r2.x, 1e-11);
-    EXPECT_NEAR(back2.y, r2.y, 1e-11);
-    EXPECT_NEAR(back2.angle, r2.angle, 1e-11);
+    ExpectFieldsNear(Fields(back2), Fields(r2), "plane round trip");
 
     const rv::RegionXZ<double> rxz{value(random), value(random), 3, 4, angle(random)};
     rv::RegionXZ<double> therexz, backxz;
     rv::AnchorRegion(a, rxz, &therexz);
     rv::AnchorRegionInv(a, therexz, &backxz);
-    EXPECT_NEAR(backxz.x, rxz.x, 1e-11);
-    EXPECT_NEAR(backxz.z, rxz.z, 1e-11);
-    EXPECT_NEAR(backxz.angle, rxz.angle, 1e-11);
+    ExpectFieldsNear(Fields(backxz), Fields(rxz), "X/Z round trip");
 
     for (int order : {0, 1, 3}) {
       const auto o = static_cast<rv::RotationOrder>(order);
@@ -171,13 +181,13 @@ TEST(AnchorRegion, SpaceRegionAnglesFollowTheAnchorAxisByAxis) {
   const rv::Anchor a = MakeAnchor(1, 2, 3, 4, kNull, 6);
   rv::Region3d<double> out;
   rv::AnchorRegion(a, rv::kRotationOrderZYX, Region3(0, 0, 0), &out);
-  EXPECT_EQ(out.angleX, 5 + 4);
-  EXPECT_EQ(out.angleY, -10) << "unset ry does not act";
-  EXPECT_EQ(out.angleZ, 20 + 6);
+  // Unset ry does not act.
+  EXPECT_EQ((std::vector<double>{out.angleX, out.angleY, out.angleZ}),
+            (std::vector<double>{5 + 4, -10, 20 + 6}));
+  // An order without rotation leaves the angles and only shifts.
   rv::AnchorRegion(a, static_cast<rv::RotationOrder>(2), Region3(0, 0, 0), &out);
-  EXPECT_EQ(out.angleZ, 20) << "an order without rotation leaves the angles";
-  EXPECT_EQ(out.x, 1);
-  EXPECT_EQ(out.z, 3);
+  EXPECT_EQ((std::vector<double>{out.x, out.y, out.z, out.angleX, out.angleY, out.angleZ}),
+            (std::vector<double>{1, 2, 3, 5, -10, 20}));
 }
 
 TEST(AnchorPolygon, CornersMoveAsRegionPoints) {
@@ -189,8 +199,7 @@ TEST(AnchorPolygon, CornersMoveAsRegionPoints) {
   for (size_t i = 0; i < poly2.size(); ++i) {
     rv::Region2d<double> moved;
     rv::AnchorRegion(a, Region2(nominal2[i].x, nominal2[i].y, 0), &moved);
-    EXPECT_EQ(poly2[i].x, moved.x);
-    EXPECT_EQ(poly2[i].y, moved.y);
+    EXPECT_EQ((std::pair{poly2[i].x, poly2[i].y}), (std::pair{moved.x, moved.y})) << i;
   }
   const std::vector<rv::PointXZ<double>> polyxz = {{1, 1}, {-2, 3}};
   std::vector<rv::PointXZ<double>> outxz = {{9, 9}, {9, 9}, {9, 9}};
@@ -198,8 +207,7 @@ TEST(AnchorPolygon, CornersMoveAsRegionPoints) {
   ASSERT_EQ(outxz.size(), 2u);
   rv::RegionXZ<double> movedxz;
   rv::AnchorRegion(a, rv::RegionXZ<double>{-2, 3, 1, 1, 0}, &movedxz);
-  EXPECT_EQ(outxz[1].x, movedxz.x);
-  EXPECT_EQ(outxz[1].z, movedxz.z);
+  EXPECT_EQ((std::pair{outxz[1].x, outxz[1].z}), (std::pair{movedxz.x, movedxz.z}));
 
   const std::vector<rv::Point3d<double>> poly3 = {{1, 2, 3}, {-1, 0, 4}};
   std::vector<rv::Point3d<double>> out3;
@@ -219,10 +227,9 @@ TEST(AnchorPolygon, PlaneRegionAndItsCornersMoveTogether) {
   rv::AnchorRegion(a, region, &anchored);
   rv::ExtractPolygonFromRect(anchored, &anchoredCorners);
   ASSERT_EQ(corners.size(), 4u);
-  for (size_t i = 0; i < corners.size(); ++i) {
-    EXPECT_NEAR(corners[i].x, anchoredCorners[i].x, kTolerance) << i;
-    EXPECT_NEAR(corners[i].y, anchoredCorners[i].y, kTolerance) << i;
-  }
+  for (size_t i = 0; i < corners.size(); ++i)
+    ExpectFieldsNear({corners[i].x, corners[i].y}, {anchoredCorners[i].x, anchoredCorners[i].y},
+                     "corner");
 }
 
 TEST(AnchorPointSetRegion, MapsEveryPointByTheAnchorTransform) {
@@ -275,35 +282,33 @@ TEST(AnchorSectors, CentreMovesAndAnchoredPointsStayInside) {
 TEST(Anchor, NullPointersAreInvalidArguments) {
   const rv::Anchor a = MakeAnchor(1, 2, 3, 4, 5, 6);
   const auto o = rv::kRotationOrderXYZ;
-  const auto expectLine = [](const std::function<void()>& action, int line, const char* function) {
-    auto caught = rotest::CatchTy(action);
-    ASSERT_TRUE(caught.has_value()) << function;
-    EXPECT_EQ(caught->Status(), -997);
-    EXPECT_EQ(caught->File(), "Alignment/Anchor");
-    EXPECT_EQ(caught->Function(), function);
-    if (line) {
-      EXPECT_EQ(caught->Line(), line);
-    }
-  };
   rv::Point3d<double> p{1, 2, 3};
-  expectLine([&] { rv::AnchorPointSetRegion(a, o, nullptr, 1, &p); }, 60,
-             "Ro::Vision::AnchorPointSetRegion");
-  expectLine([&] { rv::AnchorPointSetRegion(a, o, &p, 1, nullptr); }, 60,
-             "Ro::Vision::AnchorPointSetRegion");
-  expectLine([&] { rv::AnchorRegion(a, o, Region3(0, 0, 0), nullptr); }, 127,
-             "Ro::Vision::AnchorRegion");
-  expectLine([&] { rv::AnchorRegionInv(a, o, Region3(0, 0, 0), nullptr); }, 200,
-             "Ro::Vision::AnchorRegionInv");
-  expectLine([&] { rv::AnchorRegion(a, Region2(0, 0, 0), nullptr); }, 0,
-             "Ro::Vision::AnchorRegion");
-  expectLine([&] { rv::AnchorRegionInv(a, rv::RegionXZ<double>{}, nullptr); }, 0,
-             "Ro::Vision::AnchorRegionInv");
-  expectLine([&] { rv::AnchorPolygon(a, std::vector<rv::PointXZ<double>>{}, nullptr); }, 0,
-             "Ro::Vision::AnchorPolygon");
-  expectLine([&] { rv::AnchorAnnularSector(a, o, rv::AnnularSector3d<double>{}, nullptr); }, 0,
-             "Ro::Vision::AnchorAnnularSector");
-  expectLine([&] { rv::AnchorEllipticalSector(a, o, rv::EllipticalSector3d<double>{}, nullptr); },
-             0, "Ro::Vision::AnchorEllipticalSector");
+  const std::string ns = "Ro::Vision::";
+  const std::string point = ns + "AnchorPointSetRegion", region = ns + "AnchorRegion",
+                    inverse = ns + "AnchorRegionInv", polygon = ns + "AnchorPolygon",
+                    annular = ns + "AnchorAnnularSector",
+                    elliptical = ns + "AnchorEllipticalSector";
+  rotest::ExpectFailures(
+      {{"points in", [&] { rv::AnchorPointSetRegion(a, o, nullptr, 1, &p); }, -997, 60,
+        point.c_str()},
+       {"points out", [&] { rv::AnchorPointSetRegion(a, o, &p, 1, nullptr); }, -997, 60,
+        point.c_str()},
+       {"3d region", [&] { rv::AnchorRegion(a, o, Region3(0, 0, 0), nullptr); }, -997, 127,
+        region.c_str()},
+       {"3d inverse", [&] { rv::AnchorRegionInv(a, o, Region3(0, 0, 0), nullptr); }, -997, 200,
+        inverse.c_str()},
+       {"2d region", [&] { rv::AnchorRegion(a, Region2(0, 0, 0), nullptr); }, -997, 0,
+        region.c_str()},
+       {"xz inverse", [&] { rv::AnchorRegionInv(a, rv::RegionXZ<double>{}, nullptr); }, -997, 0,
+        inverse.c_str()},
+       {"polygon", [&] { rv::AnchorPolygon(a, std::vector<rv::PointXZ<double>>{}, nullptr); }, -997,
+        0, polygon.c_str()},
+       {"annular", [&] { rv::AnchorAnnularSector(a, o, rv::AnnularSector3d<double>{}, nullptr); },
+        -997, 0, annular.c_str()},
+       {"elliptical",
+        [&] { rv::AnchorEllipticalSector(a, o, rv::EllipticalSector3d<double>{}, nullptr); }, -997,
+        0, elliptical.c_str()}},
+      "Alignment/Anchor");
 }
 
 }  // namespace

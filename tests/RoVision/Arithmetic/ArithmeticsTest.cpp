@@ -17,16 +17,7 @@ constexpr short kNull = -32768;
 using Grid = std::vector<std::vector<short>>;
 using Bytes = std::vector<std::vector<unsigned char>>;
 
-rv::Surface MakeSurface(const Grid& heights, zPoint3d64f offset, zPoint3d64f scale, zAlloc alloc,
-                        const std::optional<Bytes>& intensity = std::nullopt) {
-  rv::Surface s;
-  s.offset = offset;
-  s.scale = scale;
-  s.layers.push_back(rotest::MakeArray2<short>(zTypeOf(z16s), heights, alloc));
-  if (intensity)
-    s.layers.push_back(rotest::MakeArray2<unsigned char>(zTypeOf(z8u), *intensity, alloc));
-  return s;
-}
+using rotest::MakeSurface;
 
 Grid RandomGrid(std::mt19937& rng, int rows, int columns, double nullShare) {
   std::uniform_int_distribution<int> value(-3000, 3000);

@@ -78,12 +78,7 @@ TEST_F(MaskProfileTest, RectangleSegmentFollowsTheOneAxisRuleWithItsTolerance) {
     int first;
   };
   for (const Case& k : {Case{1.0, 10}, Case{1.0004, 10}, Case{1.0006, 11}}) {
-    rv::RegionXZ<double> region;
-    region.width = 2.0 - k.start;
-    region.x = k.start + region.width / 2;
-    region.z = 0;
-    region.height = 10;
-    region.angle = 0;
+    const rv::RegionXZ<double> region{k.start + (2.0 - k.start) / 2, 0, 2.0 - k.start, 10, 0};
     rv::RectangleRoiProfile roi(profile, region, MaskMode::Include, alloc_);
     roi.ApplyRoi();
     EXPECT_EQ(roi.GetBoundingSegment().start, k.first) << k.start;
@@ -228,20 +223,19 @@ TEST_F(MaskProfileTest, ComposedUnionAndIntersection) {
   rv::ComposedRoiProfile partial(profile, MaskMode::Exclude, alloc_);
   partial.Add(a.make(profile, MaskMode::Exclude, alloc_));
   partial.Add(b.make(profile, MaskMode::Include, alloc_));
-  auto caught = rotest::CatchTy([&] { partial.ApplyRoi(); });
-  ASSERT_TRUE(caught);
-  EXPECT_EQ(caught->Status(), 0);
-  EXPECT_EQ(caught->Message(), "Bounding Segment should be FULL for EXCLUDE mode");
-  EXPECT_EQ(caught->Function(), "Ro::Vision::ComposedRoiProfile::_AssignMask");
-  EXPECT_EQ(caught->File(), "Common/MaskProfile");
-
+  rotest::ExpectFailures({{"include member in an intersection", [&] { partial.ApplyRoi(); }, 0, 0,
+                           "Ro::Vision::ComposedRoiProfile::_AssignMask",
+                           "Bounding Segment should be FULL for EXCLUDE mode"},
+                          {"sub mask index", [&] { onion.GetSubMask(2); }, -997, 0,
+                           "Ro::Vision::ComposedRoiProfile::GetSubMask"},
+                          {"sub segment index", [&] { onion.GetSubBoundingSegment(-1); }, -997, 0,
+                           "Ro::Vision::ComposedRoiProfile::GetSubBoundingSegment"},
+                          {"null member", [&] { onion.Add(nullptr); }, -997, 0,
+                           "Ro::Vision::ComposedRoiProfile::Add"}},
+                         "Common/MaskProfile");
   rv::ComposedRoiProfile empty(profile, MaskMode::Exclude, alloc_);
   empty.ApplyRoi();
   EXPECT_EQ(ReadMask(empty.GetMask()), Bytes(61, 0));
-  EXPECT_TY_THROW(onion.GetSubMask(2), -997, "Ro::Vision::ComposedRoiProfile::GetSubMask");
-  EXPECT_TY_THROW(onion.GetSubBoundingSegment(-1), -997,
-                  "Ro::Vision::ComposedRoiProfile::GetSubBoundingSegment");
-  EXPECT_TY_THROW(onion.Add(nullptr), -997, "Ro::Vision::ComposedRoiProfile::Add");
 }
 
 // A polygon whose segment is whatever the test sets, to reach the checks behind it.
@@ -259,7 +253,8 @@ class FixedSegmentRoi : public rv::PolygonRoiProfile {
   rv::RunLength<int> segment_;
 };
 
-TEST_F(MaskProfileTest, PointProfilesNeedTheWholeProfile) {
+// Point profiles need the whole profile; a range profile's segment must lie on its points.
+TEST_F(MaskProfileTest, SegmentsMustCoverThePoints) {
   rv::Profile profile(zPoint64f{1, 2}, zPoint64f{0.5, 0.25});
   profile.AddLayer(const_cast<zTypeInfo*>(zTypeOf(zPoint64f)), 4, alloc_);
   zPoint64f* points = static_cast<zPoint64f*>(zArray1_Data(profile.layers[0]));
@@ -271,23 +266,19 @@ TEST_F(MaskProfileTest, PointProfilesNeedTheWholeProfile) {
   region.x = 1.5, region.z = 3, region.width = 3.2, region.height = 2.2, region.angle = 0;
   rv::RectangleRoiProfile roi(profile, region, MaskMode::Include, alloc_);
   roi.ApplyRoi();
-  EXPECT_EQ(roi.GetBoundingSegment().start, 0);
-  EXPECT_EQ(roi.GetBoundingSegment().length, 4);
+  EXPECT_EQ((std::pair{roi.GetBoundingSegment().start, roi.GetBoundingSegment().length}),
+            (std::pair{0, 4}));
   // x in [-0.1, 3.1], z in [1.9, 4.1].
   EXPECT_EQ(ReadMask(roi.GetMask()), (Bytes{1, 1, 0, 1}));
 
   FixedSegmentRoi partial(profile, rv::RunLength<int>{1, 3}, alloc_);
-  auto caught = rotest::CatchTy([&] { partial.ApplyRoi(); });
-  ASSERT_TRUE(caught);
-  EXPECT_EQ(caught->Status(), 0);
-  EXPECT_EQ(caught->Message(), "Bounding Segment should be FULL for point cloud format");
-}
-
-TEST_F(MaskProfileTest, SegmentPastThePointsIsRefused) {
-  const rv::Profile profile = MakeRangeProfile({1, 2, 3, 4, 5}, alloc_);
-  FixedSegmentRoi past(profile, rv::RunLength<int>{3, 3}, alloc_);
-  EXPECT_TY_THROW(past.ApplyRoi(), -997, "Ro::Vision::SingleRoiProfile::_CheckApplyRoiConditions");
-  FixedSegmentRoi inside(profile, rv::RunLength<int>{1, 3}, alloc_);
+  const rv::Profile ranges = MakeRangeProfile({1, 2, 3, 4, 5}, alloc_);
+  FixedSegmentRoi past(ranges, rv::RunLength<int>{3, 3}, alloc_);
+  rotest::ExpectFailures({{"partial segment of points", [&] { partial.ApplyRoi(); }, 0, 0, nullptr,
+                           "Bounding Segment should be FULL for point cloud format"},
+                          {"segment past the ranges", [&] { past.ApplyRoi(); }, -997, 0,
+                           "Ro::Vision::SingleRoiProfile::_CheckApplyRoiConditions"}});
+  FixedSegmentRoi inside(ranges, rv::RunLength<int>{1, 3}, alloc_);
   inside.ApplyRoi();
   EXPECT_EQ(ReadMask(inside.GetMask()), (Bytes{0, 1, 1, 1, 0}));
 }

@@ -21,12 +21,8 @@ constexpr double kTolerance = 1e-9;
 const zPoint3d64f kScale{0.5, 2, 0.1};
 const zPoint3d64f kOffset{10, 20, -1};
 
-rv::Surface MakeSurface(const Grid& heights, zAlloc alloc = nullptr) {
-  rv::Surface s;
-  s.scale = kScale;
-  s.offset = kOffset;
-  s.layers.push_back(rotest::MakeArray2<short>(zTypeOf(z16s), heights, alloc));
-  return s;
+rv::Surface MakeSurface(const Grid& heights) {
+  return rotest::MakeSurface(heights, kOffset, kScale);
 }
 
 zPoint3d64f World(double column, double row, double height) {
@@ -101,17 +97,15 @@ TEST_F(FeaturePointTest, ExtremeTiesGoToTheCellScannedLast) {
   const rv::Surface surface = MakeSurface({{5, 9, 1}, {9, 2, 1}, {3, 1, 7}});
   const Ty::Object<void*> mask =
       rotest::MakeArray2<unsigned char>(zTypeOf(z8u), {{1, 1, 1}, {1, 1, 1}, {1, 1, 1}});
-  const rv::Rect2d<int> all{0, 0, 3, 3};
-  EXPECT_POINT_NEAR(rv::CalculateFeaturePoint(surface, all, mask, 0, 0, FeatureType::MaxZ),
-                    World(0, 1, 9));
-  EXPECT_POINT_NEAR(rv::CalculateFeaturePoint(surface, all, mask, 0, 0, FeatureType::MinZ),
-                    World(1, 2, 1));
-  EXPECT_POINT_NEAR(rv::CalculateFeaturePoint(surface, all, mask, 0, 0, FeatureType::MaxX),
-                    World(2, 2, 7));
-  EXPECT_POINT_NEAR(rv::CalculateFeaturePoint(surface, all, mask, 0, 0, FeatureType::MinX),
-                    World(0, 2, 3));
-  EXPECT_POINT_NEAR(rv::CalculateFeaturePoint(surface, all, mask, 0, 0, FeatureType::MinY),
-                    World(2, 0, 1));
+  const std::pair<FeatureType, zPoint3d64f> cases[] = {{FeatureType::MaxZ, World(0, 1, 9)},
+                                                       {FeatureType::MinZ, World(1, 2, 1)},
+                                                       {FeatureType::MaxX, World(2, 2, 7)},
+                                                       {FeatureType::MinX, World(0, 2, 3)},
+                                                       {FeatureType::MinY, World(2, 0, 1)}};
+  for (const auto& [type, expected] : cases) {
+    SCOPED_TRACE(int(type));
+    EXPECT_POINT_NEAR(rv::CalculateFeaturePoint(surface, {0, 0, 3, 3}, mask, 0, 0, type), expected);
+  }
 }
 
 TEST_F(FeaturePointTest, MediansOfOddAndEvenCounts) {
@@ -262,20 +256,19 @@ TEST_F(FeaturePointTest, BadInputRaises) {
   const char* name = "Ro::Vision::CalculateFeaturePoint";
   const rv::Surface surface = MakeSurface(kHeights);
   const Ty::Object<void*> mask = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), kMask);
-  EXPECT_TY_THROW(rv::CalculateFeaturePoint(surface, kRect, mask, 0, 0, FeatureType(12)), -997,
-                  name);
-  EXPECT_TY_THROW(rv::CalculateFeaturePoint(surface, {3, 1, 3, 2}, mask, 0, 0, FeatureType(0)),
-                  -997, name);
   const Ty::Object<void*> wide = rotest::MakeArray2<short>(zTypeOf(z16s), {{1, 1, 1}, {1, 0, 1}});
-  EXPECT_TY_THROW(rv::CalculateFeaturePoint(surface, kRect, wide, 0, 0, FeatureType(0)), -984,
-                  name);
-  rv::Surface doubles = surface;
+  rv::Surface doubles = surface, unset = surface;
   doubles.layers[0] = rotest::MakeArray2<double>(zTypeOf(z64f), {{1, 2, 3}, {4, 5, 6}});
-  EXPECT_TY_THROW(rv::CalculateFeaturePoint(doubles, kRect, mask, 0, 0, FeatureType(0)), -996,
-                  name);
-  rv::Surface unset = surface;
   unset.scale.z = rv::kNullDouble;
-  EXPECT_TY_THROW(rv::CalculateFeaturePoint(unset, kRect, mask, 0, 0, FeatureType(0)), -997, name);
+  const auto run = [&](const rv::Surface& s, rv::Rect2d<int> rect, void* m, int type) {
+    return [&s, rect, m, type] { rv::CalculateFeaturePoint(s, rect, m, 0, 0, FeatureType(type)); };
+  };
+  rotest::ExpectFailures(
+      {{"unknown type", run(surface, kRect, mask, 12), -997, 0, name},
+       {"rect past the surface", run(surface, {3, 1, 3, 2}, mask, 0), -997, 0, name},
+       {"16-bit mask", run(surface, kRect, wide, 0), -984, 0, name},
+       {"double heights", run(doubles, kRect, mask, 0), -996, 0, name},
+       {"unset z scale", run(unset, kRect, mask, 0), -997, 0, name}});
 }
 
 TEST_F(FeaturePointTest, FailingHistogramAllocationsRaiseThePlatformStatus) {
@@ -289,12 +282,12 @@ TEST_F(FeaturePointTest, FailingHistogramAllocationsRaiseThePlatformStatus) {
   const zSize perHistogram = run(FeatureType::PercentileBand);
   EXPECT_EQ(run(FeatureType::Median), 3 * perHistogram);
   alloc_.FailAfter(perHistogram + 1);
-  auto caught = rotest::CatchTy(
-      [&] { rv::CalculateFeaturePoint(surface, kRect, mask, 0, 0, FeatureType::Median, alloc_); });
+  rotest::ExpectFailures(
+      {{"the row histogram",
+        [&] { rv::CalculateFeaturePoint(surface, kRect, mask, 0, 0, FeatureType::Median, alloc_); },
+        zERROR_MEMORY, 1933}},
+      "Geometry/Geometry");
   alloc_.FailAfter(0);
-  ASSERT_TRUE(caught);
-  EXPECT_EQ(caught->Line(), 1933);  // the row histogram
-  EXPECT_EQ(caught->File(), "Geometry/Geometry");
 }
 
 TEST_F(FeaturePointTest, ImageOverloadUsesPixelUnits) {
