@@ -64,9 +64,8 @@ std::string DescribeSample(const Scan& scan) {
 void PrintTruth(const SampleGeometry& g) {
   const double degrees = 57.29577951308232;
   std::printf(
-      "\nThe sample was made with: hole diameter %.3f mm at (%.3f, %.3f), boss diameter %.3f mm "
-      "at (%.3f, %.3f)\nand %.3f mm high (volume %.2f mm^3), groove %.3f mm deep, plate tilt "
-      "%.4f / %.4f deg, noise %.3f mm.\n",
+      "\nThe sample's true geometry: hole %.3f mm at (%.3f, %.3f); boss %.3f mm at (%.3f, %.3f),\n"
+      "%.3f mm high, %.2f mm^3; groove %.3f mm deep; plate tilt %.4f / %.4f deg; noise %.3f mm.\n",
       g.holeDiameter, g.holeX, g.holeY, g.bossDiameter, g.bossX, g.bossY, g.bossHeight,
       M_PI * g.bossDiameter * g.bossDiameter / 4 * g.bossHeight, g.grooveDepth,
       std::atan(g.slopeX) * degrees, std::atan(g.slopeY) * degrees, g.noiseSigma);
@@ -90,9 +89,10 @@ int RunDemo(const std::string& folder, double density) {
   std::printf("scan %s: %s\n\n%s", sidecar.c_str(), DescribeSample(scan).c_str(),
               FormatTable(results[0]).c_str());
   PrintTruth(geometry);
-  std::printf("\nwrote %s (and its PNGs), %s, %s, %s, %s\n", sidecar.c_str(),
-              Path(folder, "recipe.json").c_str(), Path(folder, "sample-spectrum.png").c_str(),
-              Path(folder, "results.csv").c_str(), Path(folder, "results.json").c_str());
+  std::printf(
+      "\nwrote into %s: sample.json with sample-heights.png and sample-intensity.png (the scan),\n"
+      "recipe.json (the built-in recipe), sample-spectrum.png, results.csv, results.json\n",
+      folder.c_str());
   return ExitStatus(results);
 }
 
