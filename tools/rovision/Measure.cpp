@@ -60,7 +60,6 @@ double Percentile(std::vector<double> values, double percent) {
 }
 
 struct Context {
-  const Scan& scan;
   WorkingArea area;
   void* mask;
   HeightScale heights;
@@ -318,8 +317,7 @@ std::vector<ToolResult> RunRecipe(const Scan& scan, const Recipe& recipe) {
         throw InputError(recipe.file, tool.field + ".region",
                          "lies outside the scan (" + DescribeExtent(scan) + ")");
       }
-      Context ctx{scan,
-                  Preprocessed(scan.surface, cells.box, tool.preprocess),
+      Context ctx{Preprocessed(scan.surface, cells.box, tool.preprocess),
                   cells.mask,
                   heights,
                   scan.unit,
