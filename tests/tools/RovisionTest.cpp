@@ -7,6 +7,7 @@
 #include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -244,6 +245,105 @@ TEST_F(RovisionTest, RenderWritesPngAndBmpAndInfoDescribesTheScan) {
   EXPECT_NE(info.out.find("nulls       "), std::string::npos) << info.out;
   // The part spans about 7.99 (hole bottom) to 15.0 mm (boss top).
   EXPECT_NE(info.out.find("heights     Z 7.9"), std::string::npos) << info.out;
+}
+
+// Reference containment, written from the region rules in the README: a sample belongs to a
+// shape when its world position lies inside it.
+bool InSector(double angle, double start, double span) {
+  const double direction = std::fmod(std::fmod(angle - start, 360.0) + 360.0, 360.0);
+  return direction <= span;
+}
+
+double DirectionDegrees(double u, double v) {
+  return std::fmod(std::atan2(v, u) * kDegrees + 360.0, 360.0);
+}
+
+bool InPolygon(const std::vector<std::pair<double, double>>& corners, double x, double y) {
+  bool inside = false;
+  for (std::size_t i = 0, j = corners.size() - 1; i < corners.size(); j = i++) {
+    const auto [xi, yi] = corners[i];
+    const auto [xj, yj] = corners[j];
+    if ((yi > y) != (yj > y) && x < (xj - xi) * (y - yi) / (yj - yi) + xi) inside = !inside;
+  }
+  return inside;
+}
+
+// Each shape on a clean part of the plate, its gaps filled so that every sample inside counts:
+// the tool's sample count equals the samples the reference finds on the scan's grid.
+TEST_F(RovisionTest, RegionShapesHoldTheSamplesInsideThem) {
+  MakeDemo("demo", kSmall);  // samples at X = 10 + 0.2 c, Y = 20 + 0.2 r
+  const json polygon = {
+      {13.01, 60.03}, {25.07, 62.11}, {20.03, 75.09}, {17.05, 66.01}, {15.05, 70.01}};
+  const json regions = {
+      {{"shape", "rectangle"}, {"center", {19.03, 40.07}}, {"size", {10.3, 6.1}}, {"angle", 30}},
+      {{"shape", "polygon"}, {"points", polygon}},
+      {{"shape", "circle"},
+       {"center", {47.03, 30.07}},
+       {"radius", 5.1},
+       {"inner_radius", 2.05},
+       {"start_angle", 20},
+       {"span", 250}},
+      {{"shape", "ellipse"},
+       {"center", {19.07, 95.03}},
+       {"size", {12.1, 7.3}},
+       {"inner_size", {4.1, 2.3}},
+       {"angle", 25},
+       {"start_angle", 300},
+       {"span", 120}},
+      {{"shape", "composed"},
+       {"include", {{{"shape", "rectangle"}, {"center", {47.03, 65.01}}, {"size", {9.1, 20.3}}}}},
+       {"exclude", {{{"shape", "circle"}, {"center", {47.03, 65.01}}, {"radius", 3.05}}}}}};
+  const std::vector<std::function<bool(double, double)>> inside = {
+      [](double x, double y) {
+        const double a = 30 / kDegrees, dx = x - 19.03, dy = y - 40.07;
+        const double u = dx * std::cos(a) + dy * std::sin(a);
+        const double v = -dx * std::sin(a) + dy * std::cos(a);
+        return std::abs(u) <= 10.3 / 2 && std::abs(v) <= 6.1 / 2;
+      },
+      [&](double x, double y) {
+        std::vector<std::pair<double, double>> corners;
+        for (const json& p : polygon) corners.emplace_back(p[0].get<double>(), p[1].get<double>());
+        return InPolygon(corners, x, y);
+      },
+      [](double x, double y) {
+        const double d = std::hypot(x - 47.03, y - 30.07);
+        return d >= 2.05 && d <= 5.1 && InSector(DirectionDegrees(x - 47.03, y - 30.07), 20, 250);
+      },
+      [](double x, double y) {
+        const double a = 25 / kDegrees, dx = x - 19.07, dy = y - 95.03;
+        const double u = dx * std::cos(a) + dy * std::sin(a);
+        const double v = -dx * std::sin(a) + dy * std::cos(a);
+        auto ellipse = [&](double w, double l) {
+          return u * u / (w * w / 4) + v * v / (l * l / 4);
+        };
+        return ellipse(12.1, 7.3) <= 1 && ellipse(4.1, 2.3) >= 1 &&
+               InSector(DirectionDegrees(u, v), 300, 120);
+      },
+      [](double x, double y) {
+        return std::abs(x - 47.03) <= 9.1 / 2 && std::abs(y - 65.01) <= 20.3 / 2 &&
+               std::hypot(x - 47.03, y - 65.01) > 3.05;
+      }};
+
+  json recipe = json::array();
+  for (std::size_t i = 0; i < regions.size(); ++i) {
+    recipe.push_back({{"name", "shape" + std::to_string(i)},
+                      {"region", regions[i]},
+                      {"preprocess", {{{"type", "fill_gaps"}, {"max_gap", 2.0}}}},
+                      {"measure", {{"type", "height"}}}});
+  }
+  WriteText(dir_ / "shapes.json", recipe.dump());
+  const Outcome run = Rovision("measure demo/sample.json -r shapes.json --out out");
+  ASSERT_EQ(run.status, 0) << run.err;
+  const json results = ReadJson("out/results.json");
+  for (std::size_t i = 0; i < regions.size(); ++i) {
+    int expected = 0;
+    for (int r = 0; r < 500; ++r) {
+      for (int c = 0; c < 400; ++c) expected += inside[i](10 + 0.2 * c, 20 + 0.2 * r);
+    }
+    EXPECT_GT(expected, 100) << regions[i];
+    EXPECT_EQ(Values(results, 0, "shape" + std::to_string(i))["points"].get<int>(), expected)
+        << regions[i];
+  }
 }
 
 // Every kind of bad input: one line on stderr naming the file and the field, exit status 2,
