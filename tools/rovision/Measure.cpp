@@ -312,17 +312,16 @@ std::vector<ToolResult> RunRecipe(const Scan& scan, const Recipe& recipe) {
         heights.relative = true;
         heights.plane = reference.plane;
       }
-      const RegionCells cells = BuildRegionCells(scan.surface, shape);
-      if (cells.Empty()) {
+      const rv::Rect2d<int> box = RegionBox(scan.surface, shape);
+      if (box.width <= 0 || box.height <= 0) {
         throw InputError(recipe.file, tool.field + ".region",
                          "lies outside the scan (" + DescribeExtent(scan) + ")");
       }
-      Context ctx{Preprocessed(scan.surface, cells.box, tool.preprocess),
-                  cells.mask,
-                  heights,
-                  scan.unit,
-                  scan.unit + "^2",
-                  scan.unit + "^3"};
+      // The mask is taken on the preprocessed heights, so that samples a step filled belong to
+      // the region as any other.
+      WorkingArea area = Preprocessed(scan.surface, box, tool.preprocess);
+      Ty::Object<void*> mask = RegionMask(area.surface, shape, area.box);
+      Context ctx{std::move(area), mask, heights, scan.unit, scan.unit + "^2", scan.unit + "^3"};
       switch (tool.measure.type) {
         case MeasurementType::Plane:
           MeasurePlane(ctx, result);

@@ -1,4 +1,7 @@
 // The samples of a recipe region over a scan, and regions moved by an anchor.
+//
+// The masks come from the library's shape containment tests for now (RegionCellsContainment.cpp);
+// this interface is what the library's surface regions of interest will stand behind.
 #ifndef ROVISION_TOOLS_REGIONCELLS_H
 #define ROVISION_TOOLS_REGIONCELLS_H
 
@@ -9,20 +12,19 @@
 
 namespace rovision {
 
-// The region's bounding box over the surface (first column, first row, columns, rows; all 0
-// when the region misses the surface) and its mask: a zArray2 of z8u of the box's size, 1 for
-// the samples that belong to the region. A sample belongs to a shape when its world position
-// (X = offset.x + column * scale.x, Y = offset.y + row * scale.y) lies inside it, edges
-// included; null heights do not matter here. A composed region holds the samples of any of its
-// `include` regions that lie in none of its `exclude` ones.
-struct RegionCells {
-  rv::Rect2d<int> box{0, 0, 0, 0};
-  Ty::Object<void*> mask;
+// Which samples of a surface belong to a region. A sample belongs to a shape when its world
+// position (X = offset.x + column * scale.x, Y = offset.y + row * scale.y) lies inside it, edges
+// included. A composed region holds the samples of any of its `include` regions that lie in
+// none of its `exclude` ones.
 
-  bool Empty() const { return box.width <= 0 || box.height <= 0; }
-};
+// The region's bounding box over the surface: first column, first row, columns, rows; a width
+// or height of 0 when the region misses the surface.
+rv::Rect2d<int> RegionBox(const rv::Surface& surface, const RegionShape& shape);
 
-RegionCells BuildRegionCells(const rv::Surface& surface, const RegionShape& shape);
+// The region's mask over `box` (a box of the surface's samples): a new zArray2 of z8u of the
+// box's size, 1 for the samples of the region. Null heights are not in it.
+Ty::Object<void*> RegionMask(const rv::Surface& surface, const RegionShape& shape,
+                             const rv::Rect2d<int>& box);
 
 // The shape moved so that its coordinates count from the anchor's point (x, y); no turn.
 RegionShape AnchorShape(const RegionShape& shape, const rv::Anchor& anchor);

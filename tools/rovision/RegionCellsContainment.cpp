@@ -82,33 +82,36 @@ bool Contains(const RegionShape& shape, const std::vector<rv::Point2d<double>>& 
 
 }  // namespace
 
-RegionCells BuildRegionCells(const rv::Surface& surface, const RegionShape& shape) {
-  RegionCells cells;
+rv::Rect2d<int> RegionBox(const rv::Surface& surface, const RegionShape& shape) {
   const Extent extent = ExtentOf(shape);
-  const unsigned long long columns = zArray2_Columns(surface.layers[0]);
-  const unsigned long long rows = zArray2_Rows(surface.layers[0]);
-  const rv::Region2d<double> box{extent.xMin, extent.yMin, extent.xMax - extent.xMin,
-                                 extent.yMax - extent.yMin, 0};
-  rv::GetRegionPixel(columns, rows, zPoint64f{surface.offset.x, surface.offset.y},
-                     zPoint64f{surface.scale.x, surface.scale.y}, &box, &cells.box, nullptr, 1, 0);
-  if (cells.Empty()) return cells;
+  const rv::Region2d<double> corner{extent.xMin, extent.yMin, extent.xMax - extent.xMin,
+                                    extent.yMax - extent.yMin, 0};
+  rv::Rect2d<int> box{0, 0, 0, 0};
+  rv::GetRegionPixel(zArray2_Columns(surface.layers[0]), zArray2_Rows(surface.layers[0]),
+                     zPoint64f{surface.offset.x, surface.offset.y},
+                     zPoint64f{surface.scale.x, surface.scale.y}, &corner, &box, nullptr, 1, 0);
+  return box;
+}
+
+Ty::Object<void*> RegionMask(const rv::Surface& surface, const RegionShape& shape,
+                             const rv::Rect2d<int>& box) {
   zArray2 mask = nullptr;
-  const zStatus status = zArray2_Construct(&mask, zTypeOf(z8u), zSize(cells.box.height),
-                                           zSize(cells.box.width), nullptr);
+  const zStatus status =
+      zArray2_Construct(&mask, zTypeOf(z8u), zSize(box.height), zSize(box.width), nullptr);
   if (status != zOK) throw Ty::Exception(status, "cannot allocate a region mask");
-  cells.mask.Reset(mask);
+  Ty::Object<void*> owned(mask);
   const std::vector<rv::Point2d<double>> corners = shape.kind == RegionShape::Kind::Rectangle
                                                        ? RectangleCorners(shape)
                                                        : std::vector<rv::Point2d<double>>();
-  for (int r = 0; r < cells.box.height; ++r) {
+  for (int r = 0; r < box.height; ++r) {
     auto* row = static_cast<z8u*>(zArray2_Row(mask, zSize(r)));
-    const double y = surface.offset.y + (cells.box.y + r) * surface.scale.y;
-    for (int c = 0; c < cells.box.width; ++c) {
-      const double x = surface.offset.x + (cells.box.x + c) * surface.scale.x;
+    const double y = surface.offset.y + (box.y + r) * surface.scale.y;
+    for (int c = 0; c < box.width; ++c) {
+      const double x = surface.offset.x + (box.x + c) * surface.scale.x;
       row[c] = Contains(shape, corners, rv::Point2d<double>{x, y}) ? 1 : 0;
     }
   }
-  return cells;
+  return owned;
 }
 
 }  // namespace rovision
