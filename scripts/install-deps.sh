@@ -9,6 +9,7 @@ packages=(
   liblodepng-dev libcli11-dev nlohmann-json3-dev
   libopencv-core-dev libopencv-imgproc-dev libopencv-imgcodecs-dev libopencv-photo-dev
   libeigen3-dev
+  libcgal-dev
 )
 
 missing=()

@@ -5,6 +5,7 @@
 #include <zApi/zDefs.h>
 
 #include "../Common/Common.h"
+#include "../Common/MaskSurfaceRoi.h"
 
 namespace Ro {
 namespace Vision {
@@ -47,6 +48,12 @@ RO_API int FitEllipse(double* x, double* y, int n, double* centerX, double* cent
 // Raises -997 for a rectangle outside the surface or without cells, -996 when layer 0 is not a
 // zArray2 of z16s (point clouds are not supported), -984 for a mask of another type or size.
 RO_API void FitEllipse(const Surface& surface, const Rect2d<int>& rect, void* mask, int useHeights,
+                       int signedAngle, zPoint3d64f* center, zPoint3d64f* axes, double* angle);
+
+// The same over the cells of a run-length region (its runs, in surface indices; overlapping runs
+// count a cell once): equal to the rectangle form over the runs' box with their mask. A region
+// without runs raises -997; runs that are not a zArrayList of RunRecord raise -984.
+RO_API void FitEllipse(const Surface& surface, const RectRegionRLE& region, int useHeights,
                        int signedAngle, zPoint3d64f* center, zPoint3d64f* axes, double* angle);
 
 }  // namespace Vision

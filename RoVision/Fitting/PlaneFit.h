@@ -5,6 +5,7 @@
 #include <zApi/zDefs.h>
 
 #include "../Common/Common.h"
+#include "../Common/MaskSurfaceRoi.h"
 
 namespace Ro {
 namespace Vision {
@@ -25,6 +26,13 @@ RO_API void FitPlanePoints(void* const points, PlaneParams<double>* plane, zPoin
 // is null. Raises -997 for a rectangle outside the surface or without cells, -996 when layer 0
 // is not a zArray2 of z16s, -984 for a mask of another type or size.
 RO_API void FitPlane(const Surface& surface, const Rect2d<int>& rect, void* mask,
+                     PlaneParams<double>* plane, zPoint3d64f* center);
+
+// The same over the cells of a run-length region (its runs, in surface indices; overlapping runs
+// count a cell once), taken row by row, left to right: the bits equal the rectangle form over
+// the runs' box with their mask. A region without runs raises -997; runs that are not a
+// zArrayList of RunRecord raise -984.
+RO_API void FitPlane(const Surface& surface, const RectRegionRLE& region,
                      PlaneParams<double>* plane, zPoint3d64f* center);
 
 }  // namespace Vision

@@ -13,6 +13,7 @@
 #include <cstdint>
 
 #include "../Common/Common.h"
+#include "../Common/MaskSurfaceRoi.h"
 
 namespace Ro {
 namespace Vision {
@@ -63,6 +64,15 @@ RO_API zPoint3d64f CalculateFeaturePoint(const Surface& surface, const Rect2d<in
                                          void* mask, double lowPercent, double highPercent,
                                          FeatureType type, void* allocator = nullptr,
                                          double zMin = kNullDouble, double zMax = kNullDouble);
+
+// The same rules over the cells of a run-length region (surface indices; overlapping runs count a
+// cell once), scanned row by row, left to right, like the rectangle form over the runs' box with
+// their mask; the percentile band (type 11) spans 0 to 100 percent. Histograms and the expanded
+// mask come from `allocator`. A region without runs gives the null point. Raises -996 (line
+// 2542) for a region of another kind than 2 or runs that are not a zArrayList of RunRecord, and
+// whatever the rectangle form raises.
+RO_API zPoint3d64f CalculateFeaturePoint(const Surface& surface, const RectRegionRLE& region,
+                                         FeatureType type, void* allocator = nullptr);
 
 // The same rules over every non-null pixel of a z16s zImage, with unit scale and zero offset:
 // the result is in pixel columns, rows and raw heights. A null image gives the null point;

@@ -1,0 +1,315 @@
+#include "BoundingBox.h"
+
+#include <zApi/zArray2.h>
+#include <zApi/zParallel.h>
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+#include "../Fitting/FitPrivate.h"
+#include "BoundingBoxPrivate.h"
+
+namespace Ro {
+namespace Vision {
+namespace {
+
+constexpr char kGeometryModule[] = "Geometry/Geometry";
+constexpr char kName[] = "Ro::Vision::GetBoundingBox";
+constexpr double kDegreesPerRadian = 180 / 3.141592653589793;
+
+struct Vec {
+  double x, y;
+};
+
+double Cross(const Vec& o, const Vec& a, const Vec& b) {
+  return (a.x - o.x) * (b.y - o.y) - (a.y - o.y) * (b.x - o.x);
+}
+
+// The outcome of one row: its first and last valid column (first < 0: none) and the range of
+// its valid heights.
+struct RowExtent {
+  int first = -1, last = -1;
+  short low = 32767, high = -32768;
+};
+
+struct Job {
+  std::vector<HeightRegion> regions;
+  std::vector<std::size_t> rowStart;  // first flattened row of each region, then the total
+  std::vector<RowExtent> rows;
+};
+
+#if defined(__SSE2__)
+// Bit 2i of the result is set when cell c + i is valid (eight cells, two bits per cell).
+int ValidBits(const short* heights, const unsigned char* mask, int c) {
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i h = _mm_loadu_si128(reinterpret_cast<const __m128i*>(heights + c));
+  __m128i invalid = _mm_cmpeq_epi16(h, _mm_set1_epi16(-32768));
+  if (mask) {
+    const __m128i m =
+        _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(mask + c)), zero);
+    invalid = _mm_or_si128(invalid, _mm_cmpeq_epi16(m, zero));
+  }
+  return ~_mm_movemask_epi8(invalid) & 0xffff;
+}
+#endif
+
+bool Valid(const short* heights, const unsigned char* mask, int c) {
+  return heights[c] != -32768 && (!mask || mask[c] != 0);
+}
+
+// The first valid cell of [0, n), or n.
+int FirstValid(const short* heights, const unsigned char* mask, int n) {
+  int c = 0;
+#if defined(__SSE2__)
+  for (; c + 8 <= n; c += 8) {
+    const int bits = ValidBits(heights, mask, c);
+    if (bits) return c + __builtin_ctz(unsigned(bits)) / 2;
+  }
+#endif
+  while (c < n && !Valid(heights, mask, c)) ++c;
+  return c;
+}
+
+// The last valid cell of [0, n), or -1.
+int LastValid(const short* heights, const unsigned char* mask, int n) {
+  int c = n;
+#if defined(__SSE2__)
+  for (; c - 8 >= 0; c -= 8) {
+    const int bits = ValidBits(heights, mask, c - 8);
+    if (bits) return c - 8 + (31 - __builtin_clz(unsigned(bits))) / 2;
+  }
+#endif
+  while (c > 0 && !Valid(heights, mask, c - 1)) --c;
+  return c - 1;
+}
+
+// The row ends come from two short searches from either side; the height range is then one pass
+// over the cells between them.
+void ScanRow(const HeightRegion& region, int r, RowExtent& out) {
+  const short* heights =
+      static_cast<const short*>(zArray2_Row(region.heights, region.rect.y + r)) + region.rect.x;
+  const unsigned char* mask =
+      region.mask ? static_cast<const unsigned char*>(zArray2_Row(region.mask, r)) : nullptr;
+  const int width = region.rect.width;
+  const int first = FirstValid(heights, mask, width);
+  if (first == width) {
+    out = RowExtent{};
+    return;
+  }
+  const int last = LastValid(heights, mask, width);
+  short low, high;
+  HeightRange(heights + first, mask ? mask + first : nullptr, last - first + 1, low, high);
+  out = {first, last, low, high};
+}
+
+zStatus ScanWorker(const zParallelArgs* args, void* context) {
+  Job& job = *static_cast<Job*>(context);
+  const zSize total = job.rowStart.back();
+  const zSize begin = zParallelArgs_Begin(args, 0, total), end = zParallelArgs_End(args, 0, total);
+  std::size_t region =
+      std::size_t(std::upper_bound(job.rowStart.begin(), job.rowStart.end(), begin) -
+                  job.rowStart.begin()) -
+      1;
+  for (zSize i = begin; i < end; ++i) {
+    while (i >= job.rowStart[region + 1]) ++region;
+    ScanRow(job.regions[region], int(i - job.rowStart[region]), job.rows[i]);
+  }
+  return zOK;
+}
+
+// Counter-clockwise hull by the monotone chain, collinear points dropped.
+std::vector<Vec> Hull(std::vector<Vec> points) {
+  std::sort(points.begin(), points.end(),
+            [](const Vec& a, const Vec& b) { return a.x < b.x || (a.x == b.x && a.y < b.y); });
+  points.erase(std::unique(points.begin(), points.end(),
+                           [](const Vec& a, const Vec& b) { return a.x == b.x && a.y == b.y; }),
+               points.end());
+  if (points.size() < 3) return points;
+  std::vector<Vec> hull(2 * points.size());
+  std::size_t k = 0;
+  for (const Vec& p : points) {
+    while (k >= 2 && Cross(hull[k - 2], hull[k - 1], p) <= 0) --k;
+    hull[k++] = p;
+  }
+  for (std::size_t i = points.size() - 1, lower = k + 1; i-- > 0;) {
+    while (k >= lower && Cross(hull[k - 2], hull[k - 1], points[i]) <= 0) --k;
+    hull[k++] = points[i];
+  }
+  hull.resize(k - 1);
+  return hull;
+}
+
+struct Rectangle {
+  Vec center{0, 0};
+  double width = 0, length = 0, angle = 0;  // angle of the width axis, radians
+};
+
+double Dot(const Vec& a, const Vec& b) {
+  return a.x * b.x + a.y * b.y;
+}
+
+// Rotating calipers over a counter-clockwise hull of at least 3 points: for each edge i the
+// farthest points along the edge (j), across it (k) and against it (l) only move forward.
+Rectangle MinimumAreaRectangle(const std::vector<Vec>& hull) {
+  const std::size_t n = hull.size();
+  auto at = [&](std::size_t i) -> const Vec& { return hull[i % n]; };
+  Rectangle best;
+  double bestArea = HUGE_VAL;
+  std::size_t j = 1, k = 1, l = 1;
+  for (std::size_t i = 0; i < n; ++i) {
+    const Vec e{at(i + 1).x - at(i).x, at(i + 1).y - at(i).y};
+    const double norm = std::hypot(e.x, e.y);
+    const Vec u{e.x / norm, e.y / norm}, v{-u.y, u.x};
+    if (i == 0) j = k = l = 1;
+    for (std::size_t s = 0; s < n && Dot(u, at(j + 1)) >= Dot(u, at(j)); ++s) ++j;
+    if (i == 0) k = j;
+    for (std::size_t s = 0; s < n && Dot(v, at(k + 1)) >= Dot(v, at(k)); ++s) ++k;
+    if (i == 0) l = k;
+    for (std::size_t s = 0; s < n && Dot(u, at(l + 1)) <= Dot(u, at(l)); ++s) ++l;
+    const double uMin = Dot(u, at(l)), uMax = Dot(u, at(j));
+    const double vMin = Dot(v, at(i)), vMax = Dot(v, at(k));
+    const double area = (uMax - uMin) * (vMax - vMin);
+    if (area < bestArea) {
+      bestArea = area;
+      const double cu = (uMin + uMax) / 2, cv = (vMin + vMax) / 2;
+      best = {{cu * u.x + cv * v.x, cu * u.y + cv * v.y},
+              uMax - uMin,
+              vMax - vMin,
+              std::atan2(u.y, u.x)};
+    }
+  }
+  return best;
+}
+
+Rectangle EnclosingRectangle(const std::vector<Vec>& points) {
+  const std::vector<Vec> hull = Hull(points);
+  if (hull.size() == 1) return {hull[0], 0, 0, 0};
+  if (hull.size() == 2) {
+    const Vec d{hull[1].x - hull[0].x, hull[1].y - hull[0].y};
+    return {{(hull[0].x + hull[1].x) / 2, (hull[0].y + hull[1].y) / 2},
+            std::hypot(d.x, d.y),
+            0,
+            std::atan2(d.y, d.x)};
+  }
+  return MinimumAreaRectangle(hull);
+}
+
+// (-90, 90]: turning the width axis by 180 degrees leaves the rectangle as it is.
+double NormalisedDegrees(double radians) {
+  double degrees = radians * kDegreesPerRadian;
+  while (degrees > 90) degrees -= 180;
+  while (degrees <= -90) degrees += 180;
+  return degrees;
+}
+
+}  // namespace
+
+void HeightRangeScalar(const short* heights, const unsigned char* mask, int n, short& low,
+                       short& high) {
+  low = 32767;
+  high = -32768;
+  for (int c = 0; c < n; ++c) {
+    const short h = heights[c];
+    if (h == -32768 || (mask && mask[c] == 0)) continue;
+    low = std::min(low, h);
+    high = std::max(high, h);
+  }
+}
+
+// Eight cells per step: a cell that is null or masked out becomes 32767 for the minimum and
+// -32768 for the maximum, so it leaves both alone. Four to five times the scalar loop's speed.
+void HeightRange(const short* heights, const unsigned char* mask, int n, short& low, short& high) {
+  int c = 0;
+#if defined(__SSE2__)
+  __m128i lows = _mm_set1_epi16(32767), highs = _mm_set1_epi16(-32768);
+  const __m128i nullHeight = _mm_set1_epi16(-32768), zero = _mm_setzero_si128();
+  for (; c + 8 <= n; c += 8) {
+    const __m128i h = _mm_loadu_si128(reinterpret_cast<const __m128i*>(heights + c));
+    __m128i invalid = _mm_cmpeq_epi16(h, nullHeight);
+    if (mask) {
+      const __m128i m =
+          _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(mask + c)), zero);
+      invalid = _mm_or_si128(invalid, _mm_cmpeq_epi16(m, zero));
+    }
+    // invalid lanes: 0x7fff for the minimum (all ones shifted right), 0x8000 for the maximum.
+    const __m128i forLow = _mm_or_si128(_mm_andnot_si128(invalid, h), _mm_srli_epi16(invalid, 1));
+    const __m128i forHigh =
+        _mm_or_si128(_mm_andnot_si128(invalid, h), _mm_and_si128(invalid, nullHeight));
+    lows = _mm_min_epi16(lows, forLow);
+    highs = _mm_max_epi16(highs, forHigh);
+  }
+  alignas(16) short l[8], hi[8];
+  _mm_store_si128(reinterpret_cast<__m128i*>(l), lows);
+  _mm_store_si128(reinterpret_cast<__m128i*>(hi), highs);
+  low = *std::min_element(l, l + 8);
+  high = *std::max_element(hi, hi + 8);
+#else
+  low = 32767;
+  high = -32768;
+#endif
+  short tailLow, tailHigh;
+  HeightRangeScalar(heights + c, mask ? mask + c : nullptr, n - c, tailLow, tailHigh);
+  low = std::min(low, tailLow);
+  high = std::max(high, tailHigh);
+}
+
+Region3d<double> GetBoundingBox(const std::vector<SurfaceRect>& regions, void* pool) {
+  const Site site{kGeometryModule, kName};
+  Job job;
+  job.rowStart.push_back(0);
+  for (const SurfaceRect& r : regions) {
+    job.regions.push_back(CheckHeightRegion(site, r.surface, r.rect, r.mask));
+    job.rowStart.push_back(job.rowStart.back() + std::size_t(r.rect.height));
+  }
+  Region3d<double> box;
+  if (job.rowStart.back() == 0) return box;
+  job.rows.resize(job.rowStart.back());
+  Check(site, __LINE__, zParallel_Execute(ScanWorker, &job, pool));
+
+  std::vector<Vec> candidates;
+  double zLow = HUGE_VAL, zHigh = -HUGE_VAL;
+  for (std::size_t g = 0; g < regions.size(); ++g) {
+    const Surface& s = regions[g].surface;
+    const Rect2d<int>& rect = regions[g].rect;
+    for (int r = 0; r < rect.height; ++r) {
+      const RowExtent& row = job.rows[job.rowStart[g] + std::size_t(r)];
+      if (row.first < 0) continue;
+      const double y = s.offset.y + double(rect.y + r) * s.scale.y;
+      candidates.push_back({s.offset.x + double(rect.x + row.first) * s.scale.x, y});
+      candidates.push_back({s.offset.x + double(rect.x + row.last) * s.scale.x, y});
+      // The scale may be negative: compare world heights.
+      const double a = s.offset.z + double(row.low) * s.scale.z;
+      const double b = s.offset.z + double(row.high) * s.scale.z;
+      zLow = std::min({zLow, a, b});
+      zHigh = std::max({zHigh, a, b});
+    }
+  }
+  if (candidates.empty()) return box;
+  const Rectangle rect = EnclosingRectangle(candidates);
+  box.x = rect.center.x;
+  box.y = rect.center.y;
+  box.z = zLow + (zHigh - zLow) / 2;
+  box.width = rect.width;
+  box.length = rect.length;
+  box.height = zHigh - zLow;
+  box.angleX = 0;
+  box.angleY = 0;
+  box.angleZ = NormalisedDegrees(rect.angle);
+  return box;
+}
+
+Region3d<double> GetBoundingBox(const Surface& surface, const Rect2d<int>& rect, void* mask) {
+  SurfaceRect region;
+  region.surface = surface;
+  region.rect = rect;
+  region.mask = mask;
+  return GetBoundingBox(std::vector<SurfaceRect>{region}, nullptr);
+}
+
+}  // namespace Vision
+}  // namespace Ro

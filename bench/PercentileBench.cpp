@@ -1,0 +1,125 @@
+// FilterPercentile against OpenCV's median on the same 2048 x 4096 height map, single threaded.
+// Prints the time ratio of the 31 x 31 median to the 5 x 5 one (target: at most 1.5, the time
+// must not grow with the window) and of the 5 x 5 median to cv::medianBlur 5 on CV_16U data
+// (target: at most 3; OpenCV's 16-bit median stops at 5 x 5 and knows no nulls).
+#include <RoVision/Filter/FilterPercentile.h>
+
+#include <benchmark/benchmark.h>
+#include <zApi/zApi.h>
+
+#include <cstdio>
+#include <map>
+#include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
+#include <random>
+#include <string>
+
+namespace {
+
+constexpr int kRows = 2048;
+constexpr int kColumns = 4096;
+constexpr double kNullShare = 0.05;
+
+// Smooth terrain plus noise, 5% nulls (the map of the surface filter benchmark).
+const Ty::Object<void*>& HeightMap() {
+  static const Ty::Object<void*> map = [] {
+    zArray2 array = nullptr;
+    zArray2_Construct(&array, zTypeOf(z16s), kRows, kColumns, nullptr);
+    std::mt19937 random(42);
+    std::uniform_int_distribution<int> noise(-200, 200);
+    std::bernoulli_distribution isNull(kNullShare);
+    for (int r = 0; r < kRows; ++r) {
+      short* row = static_cast<short*>(zArray2_Row(array, r));
+      for (int c = 0; c < kColumns; ++c) {
+        row[c] = isNull(random) ? short(-32768)
+                                : static_cast<short>((r + 2 * c) % 20000 + noise(random));
+      }
+    }
+    return Ty::Object<void*>(array);
+  }();
+  return map;
+}
+
+// The same heights as unsigned 16-bit values in the same order (h + 32768).
+const cv::Mat& HeightsAs16U() {
+  static const cv::Mat mat = [] {
+    cv::Mat m(kRows, kColumns, CV_16U);
+    const short* in = static_cast<const short*>(zArray2_Data(HeightMap()));
+    auto* out = reinterpret_cast<unsigned short*>(m.data);
+    for (std::size_t i = 0; i < std::size_t(kRows) * kColumns; ++i) {
+      out[i] = static_cast<unsigned short>(in[i] ^ 0x8000);
+    }
+    return m;
+  }();
+  return mat;
+}
+
+zThreadPool SingleTask() {
+  static zThreadPool pool = [] {
+    zThreadPool p = nullptr;
+    zThreadPool_Construct(&p, 1, nullptr);
+    return p;
+  }();
+  return pool;
+}
+
+void BM_FilterPercentile(benchmark::State& state) {
+  const auto size = static_cast<unsigned long long>(state.range(0));
+  Ty::Object<void*> output;
+  for (auto _ : state) {
+    Ro::Vision::FilterPercentile(HeightMap(), {size, size}, 50, 0, output, nullptr, SingleTask());
+    benchmark::DoNotOptimize(zArray2_Data(output));
+  }
+}
+
+void BM_CvMedian16U(benchmark::State& state) {
+  const int size = static_cast<int>(state.range(0));
+  cv::setNumThreads(0);
+  cv::Mat output;
+  for (auto _ : state) {
+    cv::medianBlur(HeightsAs16U(), output, size);
+    benchmark::DoNotOptimize(output.data);
+  }
+}
+
+BENCHMARK(BM_FilterPercentile)->Arg(5)->Arg(31)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_CvMedian16U)->Arg(5)->Unit(benchmark::kMillisecond);
+
+// Keeps each run's time per iteration to print the ratios at the end.
+class RatioReporter : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    ConsoleReporter::ReportRuns(runs);
+    for (const Run& run : runs) {
+      if (run.run_type == Run::RT_Iteration || run.aggregate_name == "median") {
+        std::string name = run.benchmark_name();
+        const auto suffix = name.find("_median");
+        if (suffix != std::string::npos) name.erase(suffix);
+        realTimes[name] = run.GetAdjustedRealTime();
+        cpuTimes[name] = run.GetAdjustedCPUTime();
+      }
+    }
+  }
+  std::map<std::string, double> realTimes;
+  std::map<std::string, double> cpuTimes;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  RatioReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  // The machine is shared: CPU time is the steadier measure, so both are printed.
+  auto ratio = [&](const char* a, const char* b) {
+    auto& real = reporter.realTimes;
+    auto& cpu = reporter.cpuTimes;
+    if (!real.count(a) || !real.count(b)) return;
+    std::printf("%s / %s = %.2f (CPU time), %.2f (real time)\n", a, b, cpu[a] / cpu[b],
+                real[a] / real[b]);
+  };
+  ratio("BM_FilterPercentile/31", "BM_FilterPercentile/5");
+  ratio("BM_FilterPercentile/5", "BM_CvMedian16U/5");
+  benchmark::Shutdown();
+  return 0;
+}

@@ -1,0 +1,229 @@
+#include <RoVision/Filter/FilterPercentile.h>
+#include <RoVision/Filter/ProfileFilter.h>
+
+#include <algorithm>
+#include <cmath>
+#include <opencv2/imgproc.hpp>
+#include <random>
+
+#include "support/TestSupport.h"
+
+namespace {
+
+using Ro::Vision::FilterPercentile;
+using Ro::Vision::Point2d;
+constexpr short N = -32768;
+constexpr char kName[] = "Ro::Vision::FilterPercentile";
+
+// The naive reference: collect the window's valid values, sort them, pick by the rank rule.
+template <class T>
+std::vector<std::vector<T>> NaivePercentile(const std::vector<std::vector<T>>& in,
+                                            Point2d<unsigned long long> size, double p,
+                                            bool keepNull, T null) {
+  const long long rows = static_cast<long long>(in.size());
+  const long long columns = rows ? static_cast<long long>(in[0].size()) : 0;
+  const long long hx = static_cast<long long>(size.x / 2);
+  const long long hy = static_cast<long long>(size.y / 2);
+  std::vector<std::vector<T>> out(in.size(), std::vector<T>(columns, null));
+  std::vector<int> values;
+  for (long long r = 0; r < rows; ++r) {
+    for (long long c = 0; c < columns; ++c) {
+      values.clear();
+      for (long long y = std::max(0LL, r - hy); y <= std::min(rows - 1, r + hy); ++y) {
+        for (long long x = std::max(0LL, c - hx); x <= std::min(columns - 1, c + hx); ++x) {
+          if (in[y][x] != null) values.push_back(in[y][x]);
+        }
+      }
+      if (values.empty() || (keepNull && in[r][c] == null)) continue;
+      std::sort(values.begin(), values.end());
+      const double pos = static_cast<double>(values.size() - 1) * p / 100.0;
+      const auto i = static_cast<std::size_t>(std::floor(pos));
+      double v = values[i];
+      if (pos > static_cast<double>(i)) v = values[i] + (values[i + 1] - values[i]) * (pos - i);
+      out[r][c] = static_cast<T>(std::trunc(v));
+    }
+  }
+  return out;
+}
+
+template <class T>
+std::vector<std::vector<T>> RandomMap(int rows, int columns, double nullShare, int low, int high,
+                                      T null, unsigned seed) {
+  std::mt19937 random(seed);
+  std::uniform_int_distribution<int> value(low, high);
+  std::bernoulli_distribution isNull(nullShare);
+  std::vector<std::vector<T>> map(rows, std::vector<T>(columns));
+  for (auto& row : map) {
+    for (T& cell : row) cell = isNull(random) ? null : static_cast<T>(value(random));
+  }
+  return map;
+}
+
+template <class T>
+std::vector<std::vector<T>> Filter(const Ty::Object<void*>& in, Point2d<unsigned long long> size,
+                                   double p, int keepNull, zAlloc alloc = nullptr,
+                                   void* pool = nullptr) {
+  Ty::Object<void*> out;
+  FilterPercentile(in, size, p, keepNull, out, alloc, pool);
+  return rotest::ReadArray2<T>(out);
+}
+
+class FilterPercentileTest : public rotest::LeakCheckedTest {};
+
+// Random maps against the naive reference: null shares, windows (one even, one wider than the
+// map), percentiles. Two value spreads: the full 16-bit range (every coarse bin in play) and a
+// narrow one (a few coarse bins, many equal values).
+TEST_F(FilterPercentileTest, HeightsEqualNaiveReference) {
+  const std::vector<Point2d<unsigned long long>> sizes = {
+      {1, 1}, {3, 3}, {4, 7}, {31, 31}, {81, 61}};
+  unsigned seed = 1;
+  for (double nullShare : {0.0, 0.05, 0.6}) {
+    for (auto spread : {std::pair{-32767, 32767}, std::pair{-300, 400}}) {
+      const auto map = RandomMap<short>(29, 41, nullShare, spread.first, spread.second, N, seed++);
+      const auto in = rotest::MakeArray2<short>(zTypeOf(z16s), map);
+      for (auto size : sizes) {
+        for (double p : {0.0, 10.0, 50.0, 90.0, 100.0}) {
+          // keepNull only changes the null cells; one null share is enough to check it.
+          for (int keepNull = 0; keepNull <= (nullShare == 0.05 ? 1 : 0); ++keepNull) {
+            Point2d<unsigned long long> odd{size.x | 1, size.y | 1};
+            ASSERT_EQ(Filter<short>(in, size, p, keepNull, alloc_),
+                      NaivePercentile<short>(map, odd, p, keepNull, N))
+                << "nulls " << nullShare << " size " << size.x << "x" << size.y << " p " << p
+                << " keepNull " << keepNull;
+          }
+        }
+      }
+    }
+  }
+}
+
+// Very wide windows over the full 16-bit range leave the per-column histograms for the direct
+// path; over one coarse bin (values 0..255) they keep them. Windows of more than 65535 cells
+// count in 32 bits. A window covering the whole map gives every cell the percentile of all
+// valid cells.
+TEST_F(FilterPercentileTest, VeryWideWindows) {
+  for (int high : {32767, 255}) {
+    const auto map = RandomMap<short>(2, 40000, 0.05, high == 255 ? 0 : -32767, high, N, 21);
+    const auto in = rotest::MakeArray2<short>(zTypeOf(z16s), map);
+    // The percentile of all valid cells by the rank rule (the reference's rule on one sorted list).
+    std::vector<short> valid;
+    for (const auto& row : map) {
+      std::copy_if(row.begin(), row.end(), std::back_inserter(valid),
+                   [](short h) { return h != N; });
+    }
+    std::sort(valid.begin(), valid.end());
+    for (double p : {0.0, 33.3, 50.0, 100.0}) {
+      const double pos = static_cast<double>(valid.size() - 1) * p / 100.0;
+      const auto i = static_cast<std::size_t>(pos);
+      const double v = pos > i ? valid[i] + (valid[i + 1] - valid[i]) * (pos - i) : valid[i];
+      const auto whole = static_cast<short>(std::trunc(v));
+      const auto result = Filter<short>(in, {80001, 3}, p, 0, alloc_);
+      for (const auto& row : result) {
+        ASSERT_EQ(std::count(row.begin(), row.end(), whole), 40000) << "p " << p << " to " << high;
+      }
+    }
+  }
+  const auto narrowMap = RandomMap<short>(3, 1500, 0.05, -32767, 32767, N, 22);
+  const auto narrow = rotest::MakeArray2<short>(zTypeOf(z16s), narrowMap);
+  EXPECT_EQ(Filter<short>(narrow, {1001, 3}, 40, 0, alloc_),
+            NaivePercentile<short>(narrowMap, {1001, 3}, 40, false, N));
+}
+
+TEST_F(FilterPercentileTest, IntensitiesEqualNaiveReference) {
+  const auto map = RandomMap<unsigned char>(29, 41, 0.05, 1, 255, 0, 7);
+  const auto in = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), map);
+  for (Point2d<unsigned long long> size : {Point2d<unsigned long long>{3, 3}, {9, 5}, {99, 99}}) {
+    for (double p : {0.0, 25.0, 50.0, 77.7, 100.0}) {
+      EXPECT_EQ(Filter<unsigned char>(in, size, p, 0, alloc_),
+                NaivePercentile<unsigned char>(map, size, p, false, 0))
+          << size.x << "x" << size.y << " p " << p;
+    }
+  }
+}
+
+// A hand-checked case: window 3 x 1 over {1, 2, null, 8}: windows {1,2}, {1,2}, {2,8}, {8}.
+// p = 50: (1+2)/2 = 1 (truncated), 1, 5, 8. p = 25 of {2, 8}: 2 + 6 * 0.25 = 3.5 -> 3.
+TEST_F(FilterPercentileTest, HandCheckedRow) {
+  const auto in = rotest::MakeArray2<short>(zTypeOf(z16s), {{1, 2, N, 8}});
+  using Row = std::vector<std::vector<short>>;
+  EXPECT_EQ(Filter<short>(in, {3, 1}, 50, 0), (Row{{1, 1, 5, 8}}));
+  EXPECT_EQ(Filter<short>(in, {3, 1}, 50, 1), (Row{{1, 1, N, 8}}));
+  EXPECT_EQ(Filter<short>(in, {3, 1}, 25, 0), (Row{{1, 1, 3, 8}}));
+  // Negative values truncate toward zero: median of {-3, 0} is -1, not -2.
+  const auto negative = rotest::MakeArray2<short>(zTypeOf(z16s), {{-3, 0}});
+  EXPECT_EQ(Filter<short>(negative, {3, 1}, 50, 0), (Row{{-1, -1}}));
+  // An all-null map stays all null.
+  const auto empty = rotest::MakeArray2<short>(zTypeOf(z16s), {{N, N}, {N, N}});
+  EXPECT_EQ(Filter<short>(empty, {3, 3}, 50, 0), (Row{{N, N}, {N, N}}));
+}
+
+// p = 50 along a single row is ProfileFilter::Median's rule.
+TEST_F(FilterPercentileTest, MedianEqualsProfileMedian) {
+  const auto map = RandomMap<short>(1, 200, 0.2, -1000, 1000, N, 3);
+  std::vector<short> expected(200);
+  Ro::Vision::ProfileFilter(map[0].data(), 200, expected.data(), nullptr).Median(7, 0);
+  const auto in = rotest::MakeArray2<short>(zTypeOf(z16s), map);
+  EXPECT_EQ(Filter<short>(in, {7, 1}, 50, 0)[0], expected);
+}
+
+TEST_F(FilterPercentileTest, MedianEqualsOpenCvInTheInterior) {
+  const auto map = RandomMap<short>(64, 80, 0.0, 0, 30000, N, 11);
+  const auto in = rotest::MakeArray2<short>(zTypeOf(z16s), map);
+  const auto result = Filter<short>(in, {3, 3}, 50, 0);
+  cv::Mat source(64, 80, CV_16U);
+  for (int r = 0; r < 64; ++r) {
+    for (int c = 0; c < 80; ++c) source.at<unsigned short>(r, c) = map[r][c];
+  }
+  cv::Mat median;
+  cv::medianBlur(source, median, 3);
+  for (int r = 1; r < 63; ++r) {
+    for (int c = 1; c < 79; ++c) ASSERT_EQ(result[r][c], median.at<unsigned short>(r, c));
+  }
+}
+
+TEST_F(FilterPercentileTest, ResultDoesNotDependOnTaskCount) {
+  const auto map = RandomMap<short>(300, 150, 0.05, -2000, 2000, N, 5);
+  const auto in = rotest::MakeArray2<short>(zTypeOf(z16s), map);
+  const auto expected = NaivePercentile<short>(map, {9, 5}, 30, false, N);
+  for (zSize tasks : {1, 2, 8}) {
+    zThreadPool pool = nullptr;
+    ASSERT_EQ(zThreadPool_Construct(&pool, tasks, nullptr), zOK);
+    Ty::Object<void*> owner(pool);
+    EXPECT_EQ(Filter<short>(in, {9, 5}, 30, 0, alloc_, pool), expected) << tasks << " tasks";
+  }
+}
+
+TEST_F(FilterPercentileTest, OutputMayBeTheInputHandle) {
+  const auto map = RandomMap<short>(20, 20, 0.1, -50, 50, N, 9);
+  Ty::Object<void*> data = rotest::MakeArray2<short>(zTypeOf(z16s), map, alloc_);
+  FilterPercentile(data, {5, 5}, 50, 0, data, alloc_);
+  EXPECT_EQ(rotest::ReadArray2<short>(data), NaivePercentile<short>(map, {5, 5}, 50, false, N));
+}
+
+TEST_F(FilterPercentileTest, BadArgumentsRaiseInvalidArgument) {
+  const auto heights = rotest::MakeArray2<short>(zTypeOf(z16s), {{1, 2}});
+  const auto doubles = rotest::MakeArray2<double>(zTypeOf(z64f), {{1, 2}});
+  Ty::Object<void*> out;
+  EXPECT_TY_THROW(FilterPercentile(Ty::Object<void*>(), {3, 3}, 50, 0, out, nullptr), -997, kName);
+  EXPECT_TY_THROW(FilterPercentile(doubles, {3, 3}, 50, 0, out, nullptr), -997, kName);
+  EXPECT_TY_THROW(FilterPercentile(heights, {0, 3}, 50, 0, out, nullptr), -997, kName);
+  EXPECT_TY_THROW(FilterPercentile(heights, {3, 0}, 50, 0, out, nullptr), -997, kName);
+  EXPECT_TY_THROW(FilterPercentile(heights, {3, 3}, -0.5, 0, out, nullptr), -997, kName);
+  EXPECT_TY_THROW(FilterPercentile(heights, {3, 3}, 100.5, 0, out, nullptr), -997, kName);
+  EXPECT_TY_THROW(FilterPercentile(heights, {3, 3}, std::nan(""), 0, out, nullptr), -997, kName);
+  EXPECT_TRUE(out.IsNull());
+}
+
+TEST_F(FilterPercentileTest, FailingAllocationsRaiseAndLeakNothing) {
+  const auto map = RandomMap<short>(200, 150, 0.05, -32767, 32767, N, 13);
+  const auto in = rotest::MakeArray2<short>(zTypeOf(z16s), map);
+  zThreadPool pool = nullptr;
+  ASSERT_EQ(zThreadPool_Construct(&pool, 2, nullptr), zOK);
+  Ty::Object<void*> owner(pool);
+  rotest::ExpectEveryAllocationFailureRaised(alloc_, [&] {
+    Ty::Object<void*> out;
+    FilterPercentile(in, {31, 31}, 50, 0, out, alloc_, pool);
+  });
+}
+
+}  // namespace

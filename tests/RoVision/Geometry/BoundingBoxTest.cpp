@@ -1,0 +1,270 @@
+#include <RoVision/Geometry/BoundingBox.h>
+#include <RoVision/Geometry/BoundingBoxPrivate.h>
+#include <gtest/gtest.h>
+#include <support/TestSupport.h>
+#include <zApi/zArray2.h>
+#include <zApi/zParallel.h>
+
+#include <cfloat>
+#include <cmath>
+#include <opencv2/imgproc.hpp>
+#include <random>
+#include <vector>
+
+namespace rv = Ro::Vision;
+
+namespace {
+
+constexpr double kNull = -DBL_MAX;
+constexpr double kPi = 3.14159265358979323846;
+// The box and OpenCV's rectangle come from the same hull in double precision.
+constexpr double kArea = 1e-9;
+
+struct Grid {
+  rv::Surface surface;
+  Ty::Object<void*> mask;
+  int rows, columns;
+  Grid(int r, int c) : rows(r), columns(c) {
+    surface.scale = {0.5, 0.25, 0.01};
+    surface.offset = {10, -5, 2};
+    void* heights = nullptr;
+    zArray2_Construct(&heights, zTypeOf(z16s), zSize(r), zSize(c), nullptr);
+    surface.layers.emplace_back(heights);
+    for (int i = 0; i < r; ++i) {
+      short* row = static_cast<short*>(zArray2_Row(heights, zSize(i)));
+      for (int j = 0; j < c; ++j) row[j] = -32768;
+    }
+    void* m = nullptr;
+    zArray2_Construct(&m, zTypeOf(z8u), zSize(r), zSize(c), nullptr);
+    mask.Reset(m, false);
+  }
+  short& Height(int r, int c) {
+    return static_cast<short*>(zArray2_Row(surface.layers[0].Get(), zSize(r)))[c];
+  }
+  unsigned char& Mask(int r, int c) {
+    return static_cast<unsigned char*>(zArray2_Row(mask.Get(), zSize(r)))[c];
+  }
+  // The world points of the valid cells under the mask.
+  std::vector<cv::Point2d> Points() {
+    std::vector<cv::Point2d> out;
+    for (int r = 0; r < rows; ++r) {
+      for (int c = 0; c < columns; ++c) {
+        if (Height(r, c) != -32768 && Mask(r, c)) {
+          out.emplace_back(surface.offset.x + c * surface.scale.x,
+                           surface.offset.y + r * surface.scale.y);
+        }
+      }
+    }
+    return out;
+  }
+  rv::Region3d<double> Box() {
+    return rv::GetBoundingBox(surface, {0, 0, columns, rows}, mask.Get());
+  }
+};
+
+// The smallest area over a fine sweep of angles, from above.
+double SweptArea(const std::vector<cv::Point2d>& pts) {
+  double best = HUGE_VAL;
+  for (int k = 0; k < 18000; ++k) {
+    const double a = k * kPi / 36000, c = std::cos(a), s = std::sin(a);
+    double u0 = HUGE_VAL, u1 = -HUGE_VAL, v0 = HUGE_VAL, v1 = -HUGE_VAL;
+    for (const cv::Point2d& p : pts) {
+      const double u = c * p.x + s * p.y, v = -s * p.x + c * p.y;
+      u0 = std::min(u0, u);
+      u1 = std::max(u1, u);
+      v0 = std::min(v0, v);
+      v1 = std::max(v1, v);
+    }
+    best = std::min(best, (u1 - u0) * (v1 - v0));
+  }
+  return best;
+}
+
+double ModNinety(double a) {
+  const double m = std::fmod(std::fmod(a, 90) + 90, 90);
+  return std::min(m, 90 - m);
+}
+
+void ExpectMatchesOpenCv(Grid& g, const char* name) {
+  const std::vector<cv::Point2d> pts = g.Points();
+  std::vector<cv::Point2f> fpts(pts.begin(), pts.end());
+  const cv::RotatedRect cvRect = cv::minAreaRect(fpts);
+  const rv::Region3d<double> box = g.Box();
+  const double area = box.width * box.length;
+  const double cvArea = double(cvRect.size.width) * cvRect.size.height;
+  EXPECT_NEAR(area, cvArea, 1e-5 * cvArea + 1e-9) << name;  // OpenCV rounds to float
+  EXPECT_LE(area, SweptArea(pts) * (1 + kArea) + 1e-12) << name;
+  EXPECT_NEAR(box.x, cvRect.center.x, 1e-4) << name;
+  EXPECT_NEAR(box.y, cvRect.center.y, 1e-4) << name;
+  if (cvArea > 1e-6 && std::fabs(box.width - box.length) > 1e-3) {
+    EXPECT_LT(ModNinety(box.angleZ - cvRect.angle), 1e-3) << name;
+  }
+  EXPECT_GT(box.angleZ, -90);
+  EXPECT_LE(box.angleZ, 90);
+}
+
+TEST(GetBoundingBox, RotatedRectanglesMatchOpenCvAndTheSweep) {
+  for (double angle : {0.0, 30.0, 45.0, 90.0, -17.0}) {
+    Grid g(80, 120);
+    const double a = angle * kPi / 180;
+    // A rectangle 20 x 8 world units about (25, 5) turned by `angle`.
+    for (int r = 0; r < g.rows; ++r) {
+      for (int c = 0; c < g.columns; ++c) {
+        const double x = 10 + c * 0.5 - 40, y = -5 + r * 0.25 - 5;
+        const double u = std::cos(a) * x + std::sin(a) * y, v = -std::sin(a) * x + std::cos(a) * y;
+        g.Height(r, c) = short(r - c);
+        g.Mask(r, c) = std::fabs(u) <= 10 && std::fabs(v) <= 4;
+      }
+    }
+    ExpectMatchesOpenCv(g, std::to_string(angle).c_str());
+    const rv::Region3d<double> box = g.Box();
+    // Within a cell of the model; the width goes with the long side only when the hull edge
+    // that wins runs along it.
+    EXPECT_NEAR(std::max(box.width, box.length), 20, 1.2) << angle;
+    EXPECT_NEAR(std::min(box.width, box.length), 8, 1.2) << angle;
+  }
+}
+
+TEST(GetBoundingBox, RandomRegionsWithNulls) {
+  std::mt19937 random(5);
+  std::uniform_int_distribution<int> cell(0, 9);
+  for (int trial = 0; trial < 5; ++trial) {
+    Grid g(40, 50);
+    for (int r = 0; r < g.rows; ++r) {
+      for (int c = 0; c < g.columns; ++c) {
+        g.Height(r, c) = cell(random) < 2 ? short(-32768) : short(100 * r - 7 * c);
+        g.Mask(r, c) = cell(random) < 2 && std::hypot(r - 20, (c - 25) * 0.7) < 15;
+      }
+    }
+    ExpectMatchesOpenCv(g, "random");
+  }
+}
+
+TEST(GetBoundingBox, HeightsAndDegenerateRegions) {
+  Grid single(5, 5);
+  single.Height(2, 3) = 40;
+  single.Mask(2, 3) = 1;
+  rv::Region3d<double> box = single.Box();
+  EXPECT_DOUBLE_EQ(box.x, 10 + 3 * 0.5);
+  EXPECT_DOUBLE_EQ(box.y, -5 + 2 * 0.25);
+  EXPECT_DOUBLE_EQ(box.z, 2 + 0.4);
+  EXPECT_EQ(box.width, 0);
+  EXPECT_EQ(box.length, 0);
+  EXPECT_EQ(box.height, 0);
+  EXPECT_EQ(box.angleX, 0);
+
+  Grid row(5, 10);
+  for (int c = 2; c <= 8; ++c) {
+    row.Height(1, c) = short(c * 10);
+    row.Mask(1, c) = 1;
+  }
+  row.Height(1, 5) = -32768;  // a null inside the row changes nothing but the heights
+  box = row.Box();
+  EXPECT_DOUBLE_EQ(box.width, 3);
+  EXPECT_EQ(box.length, 0);
+  EXPECT_EQ(box.angleZ, 0);
+  EXPECT_DOUBLE_EQ(box.z, 2 + 0.5 * (0.2 + 0.8));
+  EXPECT_DOUBLE_EQ(box.height, 0.6);
+
+  Grid column(6, 4);
+  for (int r = 0; r < 6; ++r) {
+    column.Height(r, 1) = 0;
+    column.Mask(r, 1) = 1;
+  }
+  box = column.Box();
+  EXPECT_DOUBLE_EQ(box.width, 1.25);
+  EXPECT_DOUBLE_EQ(box.angleZ, 90);
+
+  Grid empty(4, 4);
+  empty.Mask(1, 1) = 1;  // masked in but null
+  box = empty.Box();
+  for (double v : {box.x, box.y, box.z, box.width, box.length, box.height, box.angleX, box.angleY,
+                   box.angleZ}) {
+    EXPECT_EQ(v, kNull);
+  }
+}
+
+TEST(GetBoundingBox, ListOfRegionsIsIndependentOfTheTaskCount) {
+  Grid a(60, 60), b(30, 90);
+  std::mt19937 random(9);
+  std::uniform_int_distribution<int> h(-300, 300);
+  for (Grid* g : {&a, &b}) {
+    for (int r = 0; r < g->rows; ++r) {
+      for (int c = 0; c < g->columns; ++c) {
+        g->Height(r, c) = short(h(random));
+        g->Mask(r, c) = (r * 7 + c * 3) % 11 < 4;
+      }
+    }
+  }
+  b.surface.offset = {70, 20, -1};
+  std::vector<rv::SurfaceRect> regions(2);
+  regions[0].surface = a.surface;
+  regions[0].rect = {5, 3, 50, 40};
+  regions[0].mask = nullptr;
+  regions[1].surface = b.surface;
+  regions[1].rect = {0, 0, 90, 30};
+  regions[1].mask = b.mask.Get();
+  const rv::Region3d<double> reference = rv::GetBoundingBox(regions, nullptr);
+  for (zSize tasks : {1, 2, 3, 7, 64}) {
+    void* pool = nullptr;
+    ASSERT_EQ(zThreadPool_Construct(&pool, tasks, nullptr), zOK);
+    Ty::Object<void*> held(pool);
+    const rv::Region3d<double> box = rv::GetBoundingBox(regions, pool);
+    EXPECT_EQ(box.x, reference.x) << tasks;
+    EXPECT_EQ(box.y, reference.y);
+    EXPECT_EQ(box.width, reference.width);
+    EXPECT_EQ(box.angleZ, reference.angleZ);
+    EXPECT_EQ(box.height, reference.height);
+  }
+  // Taken together: the box holds the points of both regions (checked against OpenCV).
+  std::vector<cv::Point2f> pts;
+  for (int r = 3; r < 43; ++r) {
+    for (int c = 5; c < 55; ++c) {
+      if (a.Height(r, c) != -32768) pts.emplace_back(float(10 + c * 0.5), float(-5 + r * 0.25));
+    }
+  }
+  for (int r = 0; r < 30; ++r) {
+    for (int c = 0; c < 90; ++c) {
+      if (b.Mask(r, c)) pts.emplace_back(float(70 + c * 0.5), float(20 + r * 0.25));
+    }
+  }
+  const cv::RotatedRect cvRect = cv::minAreaRect(pts);
+  EXPECT_NEAR(reference.width * reference.length, double(cvRect.size.width) * cvRect.size.height,
+              1e-5 * reference.width * reference.length);
+}
+
+TEST(GetBoundingBox, VectorisedHeightRangeEqualsScalar) {
+  std::mt19937 random(11);
+  std::uniform_int_distribution<int> h(-32768, 32767), pick(0, 3);
+  for (int n : {0, 1, 7, 8, 9, 31, 200}) {
+    for (int trial = 0; trial < 20; ++trial) {
+      std::vector<short> heights(std::size_t(n) + 1);
+      std::vector<unsigned char> mask(std::size_t(n) + 1);
+      for (int i = 0; i < n; ++i) {
+        heights[std::size_t(i)] = pick(random) == 0 ? short(-32768) : short(h(random));
+        mask[std::size_t(i)] = pick(random) == 0 ? 0 : 1;
+      }
+      for (const unsigned char* m : {static_cast<const unsigned char*>(nullptr),
+                                     static_cast<const unsigned char*>(mask.data())}) {
+        short l1, h1, l2, h2;
+        rv::HeightRangeScalar(heights.data(), m, n, l1, h1);
+        rv::HeightRange(heights.data(), m, n, l2, h2);
+        EXPECT_EQ(l1, l2) << n;
+        EXPECT_EQ(h1, h2) << n;
+      }
+    }
+  }
+}
+
+TEST(GetBoundingBox, BadRegionsRaise) {
+  Grid g(4, 4);
+  EXPECT_TY_THROW(rv::GetBoundingBox(g.surface, {2, 2, 3, 3}, nullptr), -997,
+                  "Ro::Vision::GetBoundingBox");
+  EXPECT_TY_THROW(rv::GetBoundingBox(g.surface, {0, 0, 2, 2}, g.mask.Get()), -984,
+                  "Ro::Vision::GetBoundingBox");
+  rv::Surface none;
+  EXPECT_TY_THROW(rv::GetBoundingBox(none, {0, 0, 1, 1}, nullptr), -996,
+                  "Ro::Vision::GetBoundingBox");
+}
+
+}  // namespace
