@@ -1,7 +1,5 @@
 // The samples of a recipe region over a scan, and regions moved by an anchor.
-//
-// The masks come from the library's shape containment tests for now (RegionCellsContainment.cpp);
-// this interface is what the library's surface regions of interest will stand behind.
+// Both stand on the library's surface regions of interest (RoiSurface and its shapes).
 #ifndef ROVISION_TOOLS_REGIONCELLS_H
 #define ROVISION_TOOLS_REGIONCELLS_H
 
@@ -22,7 +20,9 @@ namespace rovision {
 rv::Rect2d<int> RegionBox(const rv::Surface& surface, const RegionShape& shape);
 
 // The region's mask over `box` (a box of the surface's samples): a new zArray2 of z8u of the
-// box's size, 1 for the samples of the region. Null heights are not in it.
+// box's size, 1 for the samples of the region. A composed region with exclusions also leaves out
+// null heights (the library reverses the excluded masks over the valid samples); measurements
+// skip them anyway.
 Ty::Object<void*> RegionMask(const rv::Surface& surface, const RegionShape& shape,
                              const rv::Rect2d<int>& box);
 
