@@ -247,6 +247,70 @@ TEST_F(RovisionTest, RenderWritesPngAndBmpAndInfoDescribesTheScan) {
   EXPECT_NE(info.out.find("heights     Z 7.9"), std::string::npos) << info.out;
 }
 
+// The measurement options and preprocessing steps on the sample's known surfaces.
+TEST_F(RovisionTest, OptionsAndPreprocessingMeasureTheKnownSurfaces) {
+  MakeDemo("demo", kSmall);
+  const json bossTop = {{"shape", "circle"}, {"center", {kBossX, kBossY}}, {"radius", 6}};
+  const json plate = {
+      {"name", "plate"},
+      {"region", {{"shape", "rectangle"}, {"center", {20, 80}}, {"size", {16, 70}}}},
+      {"measure", {{"type", "plane"}}}};
+  auto height = [&](const std::string& name, const json& preprocess) {
+    json tool = {{"name", name},
+                 {"region", bossTop},
+                 {"measure", {{"type", "height"}, {"reference", "plate"}}}};
+    if (!preprocess.is_null()) tool["preprocess"] = preprocess;
+    return tool;
+  };
+  const json recipe = {
+      {"tools",
+       {plate,
+        height("raw", json()),
+        height("averaged", {{{"type", "average"}, {"size", 5}}}),
+        height("median", {{{"type", "median"}, {"passes", 2}}}),
+        {{"name", "profile_y"},
+         {"region", {{"shape", "rectangle"}, {"center", {15, 70}}, {"size", {4, 90}}}},
+         {"measure", {{"type", "line"}, {"axis", "y"}, {"outlier_percent", 0}}}},
+        {{"name", "top"},
+         {"region", bossTop},
+         {"measure", {{"type", "feature"}, {"feature", "max_z"}}}},
+        {{"name", "hole_at_2mm"},
+         {"region",
+          {{"shape", "circle"},
+           {"center", {kHoleX, kHoleY}},
+           {"radius", 8.5},
+           {"inner_radius", 4}}},
+         {"measure", {{"type", "circle"}, {"reference", "plate"}, {"edge_height", -2.0}}}},
+        // Half of this rectangle lies beyond the scan's left edge at X = 10: it is clipped.
+        {{"name", "clipped"},
+         {"region", {{"shape", "rectangle"}, {"center", {10, 80}}, {"size", {4.1, 4.1}}}},
+         {"preprocess", {{{"type", "fill_gaps"}, {"max_gap", 2.0}}}},
+         {"measure", {{"type", "height"}}}}}}};
+  WriteText(dir_ / "options.json", recipe.dump());
+  const Outcome run = Rovision("measure demo/sample.json -r options.json --out out");
+  ASSERT_EQ(run.status, 0) << run.err;
+  const json results = ReadJson("out/results.json");
+
+  // Filters keep the boss's height and take out most of the 4 um noise.
+  const double rawSpread = Values(results, 0, "raw")["stddev"].get<double>();
+  EXPECT_NEAR(rawSpread, 0.004, 0.001);
+  for (const char* filtered : {"averaged", "median"}) {
+    EXPECT_NEAR(Values(results, 0, filtered)["mean"].get<double>(), kBossHeight, 0.002) << filtered;
+    EXPECT_LT(Values(results, 0, filtered)["stddev"].get<double>(), rawSpread / 2) << filtered;
+  }
+  EXPECT_NEAR(Values(results, 0, "profile_y")["angle"].get<double>(), std::atan(kSlopeY) * kDegrees,
+              0.005);
+  const json top = Values(results, 0, "top");
+  EXPECT_LE(std::hypot(top["x"].get<double>() - kBossX, top["y"].get<double>() - kBossY), 6.0);
+  const double bossTopZ = 12.0 + kSlopeX * (kBossX - 50) + kSlopeY * (kBossY - 70) + kBossHeight;
+  EXPECT_NEAR(top["z"].get<double>(), bossTopZ, 0.03);  // the highest of noisy samples
+  const json hole = Values(results, 0, "hole_at_2mm");
+  EXPECT_EQ(hole["edge_height"].get<double>(), -2.0);
+  EXPECT_NEAR(hole["diameter"].get<double>(), kHoleDiameter, 0.005 * kHoleDiameter);
+  // Columns X = 10.0 .. 12.0 (11 of them) by rows Y = 78.0 .. 82.0 (21): 0.2 mm samples.
+  EXPECT_EQ(Values(results, 0, "clipped")["points"].get<int>(), 11 * 21);
+}
+
 // Reference containment, written from the region rules in the README: a sample belongs to a
 // shape when its world position lies inside it.
 bool InSector(double angle, double start, double span) {
