@@ -13,3 +13,5 @@ run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
 run(${CMAKE_COMMAND} -S ${CONSUMER_SOURCE} -B ${work} -G Ninja -DCMAKE_PREFIX_PATH=${prefix})
 run(${CMAKE_COMMAND} --build ${work})
 run(${work}/consumer)
+# The installed program finds the installed library.
+run(${prefix}/bin/rovision --help)
