@@ -5,6 +5,7 @@
 #include <TyApi/TyObject.h>
 
 #include "../Common/Export.h"
+#include "../Common/MaskSurfaceRoi.h"
 #include "../Common/Records.h"
 #include "../Common/ScanRecords.h"
 
@@ -35,6 +36,23 @@ namespace Vision {
 RO_API void GetPointsFromROI(const Surface& surface, Rect2d<int> rect,
                              const Ty::Object<void*>& mask, Ty::Object<void*>& points,
                              void* allocator, void* pool = nullptr);
+
+// The same over the cells of a run-length region (surface indices; overlapping runs count a cell
+// once), in row order, then column order: the list equals the rectangle form over the runs' box
+// with their mask, which is made with `allocator`. A region without runs gives an empty list.
+// Raises -996 for a region of another kind than 2, -984 for runs that are not a zArrayList of
+// RunRecord, -997 for a negative run length, and whatever the rectangle form raises (runs
+// reaching past the surface raise -997).
+RO_API void GetPointsFromROI(const Surface& surface, const RectRegionRLE& region,
+                             Ty::Object<void*>& points, void* allocator, void* pool = nullptr);
+
+// The same over a region of interest on its own surface: the cells of its bounding box whose
+// byte in its mask (built first when needed; the surface's size, so mask cell (r, c) is surface
+// cell (r, c)) is non-zero. A region whose box is empty gives an empty list. Raises -997 when
+// the region's surface has no layer 0, what the region raises when it builds its mask, and -996
+// for a layer 0 type the rectangle form does not take.
+RO_API void GetPointsFromROI(RoiSurface& roi, Ty::Object<void*>& points, void* allocator,
+                             void* pool = nullptr);
 
 }  // namespace Vision
 }  // namespace Ro

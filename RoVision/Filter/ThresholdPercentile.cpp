@@ -26,11 +26,9 @@ double PercentileOf(std::vector<double>& values, double p) {
   return percentile::Interpolate(low, high, at.fraction);
 }
 
-}  // namespace
-
-void ThresholdPercentile(const Surface& surface, double lowPercentile, double highPercentile,
-                         Rect2d<int> rect, const Ty::Object<void*>& mask, double* lowHeight,
-                         double* highHeight) {
+// Sets both results to null, then checks the pointers and percentiles.
+void StartResults(double lowPercentile, double highPercentile, double* lowHeight,
+                  double* highHeight) {
   if (!lowHeight || !highHeight) {
     Throw(kSite, __LINE__, kInvalidArgument, "a result pointer is null");
   }
@@ -39,9 +37,15 @@ void ThresholdPercentile(const Surface& surface, double lowPercentile, double hi
   if (!(lowPercentile >= 0 && lowPercentile < highPercentile && highPercentile <= 100)) {
     Throw(kSite, __LINE__, kInvalidArgument, "the percentiles must satisfy 0 <= low < high <= 100");
   }
-  if (!mask || surface.layers.empty() || !surface.layers[0]) return;
+}
+
+// The threshold over the cells of `rect`; the mask byte of cell (row, column) is at mask row
+// row - maskY, column column - maskX (the rectangle's corner for a rectangle-sized mask, 0 for a
+// surface-sized one).
+void ThresholdCells(const Surface& surface, double lowPercentile, double highPercentile,
+                    const Rect2d<int>& rect, void* mask, int maskX, int maskY, double* lowHeight,
+                    double* highHeight) {
   void* heights = surface.layers[0];
-  filter::CheckRectAndMask(kSite, rect, mask, zArray2_Rows(heights), zArray2_Columns(heights));
   if (zArray2_ItemType(heights) != TypeOf<z16s>()) {
     Throw(kSite, __LINE__, kNotSupported, "layer 0 must be a height map (z16s)");
   }
@@ -50,7 +54,8 @@ void ThresholdPercentile(const Surface& surface, double lowPercentile, double hi
   auto forEachMasked = [&](auto&& visit) {
     for (int r = 0; r < rect.height; ++r) {
       const short* row = static_cast<const short*>(zArray2_Row(heights, rect.y + r)) + rect.x;
-      unsigned char* bits = static_cast<unsigned char*>(zArray2_Row(mask, r));
+      unsigned char* bits =
+          static_cast<unsigned char*>(zArray2_Row(mask, rect.y + r - maskY)) + (rect.x - maskX);
       for (int c = 0; c < rect.width; ++c) {
         if (bits[c]) visit(row[c], bits[c]);
       }
@@ -77,6 +82,30 @@ void ThresholdPercentile(const Surface& surface, double lowPercentile, double hi
   });
   *lowHeight = low;
   *highHeight = high;
+}
+
+}  // namespace
+
+void ThresholdPercentile(const Surface& surface, double lowPercentile, double highPercentile,
+                         Rect2d<int> rect, const Ty::Object<void*>& mask, double* lowHeight,
+                         double* highHeight) {
+  StartResults(lowPercentile, highPercentile, lowHeight, highHeight);
+  if (!mask || surface.layers.empty() || !surface.layers[0]) return;
+  void* heights = surface.layers[0];
+  filter::CheckRectAndMask(kSite, rect, mask, zArray2_Rows(heights), zArray2_Columns(heights));
+  ThresholdCells(surface, lowPercentile, highPercentile, rect, mask, rect.x, rect.y, lowHeight,
+                 highHeight);
+}
+
+void ThresholdPercentile(RoiSurface& roi, double lowPercentile, double highPercentile,
+                         double* lowHeight, double* highHeight) {
+  StartResults(lowPercentile, highPercentile, lowHeight, highHeight);
+  const Surface& surface = roi.GetSurface();
+  if (surface.layers.empty() || !surface.layers[0]) return;
+  void* mask = roi.GetMask();
+  if (!mask) return;
+  ThresholdCells(surface, lowPercentile, highPercentile, roi.GetBoundingBox(), mask, 0, 0,
+                 lowHeight, highHeight);
 }
 
 }  // namespace Vision

@@ -5,6 +5,7 @@
 #include <TyApi/TyObject.h>
 
 #include "../Common/Export.h"
+#include "../Common/MaskSurfaceRoi.h"
 #include "../Common/Records.h"
 #include "../Common/ScanRecords.h"
 
@@ -35,6 +36,15 @@ namespace Vision {
 RO_API void ThresholdPercentile(const Surface& surface, double lowPercentile, double highPercentile,
                                 Rect2d<int> rect, const Ty::Object<void*>& mask, double* lowHeight,
                                 double* highHeight);
+
+// The same over a region of interest: its surface, and its mask (built first when needed) inside
+// its bounding box; the region's mask has the surface's size, so mask cell (r, c) is surface
+// cell (r, c). The region's mask is narrowed in place, as ThresholdHeight narrows it (a mask
+// shared with copies of the region changes for them too). A region over a surface without
+// layers, or whose box is empty, leaves both results null. Raises as the rectangle form; a
+// region that cannot build its mask raises what the region raises.
+RO_API void ThresholdPercentile(RoiSurface& roi, double lowPercentile, double highPercentile,
+                                double* lowHeight, double* highHeight);
 
 }  // namespace Vision
 }  // namespace Ro

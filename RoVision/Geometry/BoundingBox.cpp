@@ -11,6 +11,7 @@
 #include <emmintrin.h>
 #endif
 
+#include "../Common/MaskSurfacePrivate.h"
 #include "../Fitting/FitPrivate.h"
 #include "BoundingBoxPrivate.h"
 
@@ -37,8 +38,16 @@ struct RowExtent {
   short low = 32767, high = -32768;
 };
 
+// A region to scan: its cells, and the surface cell of its mask's cell (0, 0) (the rectangle's
+// corner for a rectangle-sized mask, 0, 0 for a surface-sized one).
+struct ScanRegion {
+  const Surface* surface;
+  HeightRegion cells;
+  int maskX, maskY;
+};
+
 struct Job {
-  std::vector<HeightRegion> regions;
+  std::vector<ScanRegion> regions;
   std::vector<std::size_t> rowStart;  // first flattened row of each region, then the total
   std::vector<RowExtent> rows;
 };
@@ -90,11 +99,15 @@ int LastValid(const short* heights, const unsigned char* mask, int n) {
 
 // The row ends come from two short searches from either side; the height range is then one pass
 // over the cells between them.
-void ScanRow(const HeightRegion& region, int r, RowExtent& out) {
+void ScanRow(const ScanRegion& scan, int r, RowExtent& out) {
+  const HeightRegion& region = scan.cells;
+  const int row = region.rect.y + r;
   const short* heights =
-      static_cast<const short*>(zArray2_Row(region.heights, region.rect.y + r)) + region.rect.x;
+      static_cast<const short*>(zArray2_Row(region.heights, row)) + region.rect.x;
   const unsigned char* mask =
-      region.mask ? static_cast<const unsigned char*>(zArray2_Row(region.mask, r)) : nullptr;
+      region.mask ? static_cast<const unsigned char*>(zArray2_Row(region.mask, row - scan.maskY)) +
+                        (region.rect.x - scan.maskX)
+                  : nullptr;
   const int width = region.rect.width;
   const int first = FirstValid(heights, mask, width);
   if (first == width) {
@@ -258,13 +271,16 @@ void HeightRange(const short* heights, const unsigned char* mask, int n, short& 
   high = std::max(high, tailHigh);
 }
 
-Region3d<double> GetBoundingBox(const std::vector<SurfaceRect>& regions, void* pool) {
-  const Site site{kGeometryModule, kName};
+namespace {
+
+// The box around the valid cells of the regions, scanned in parallel on `pool`.
+Region3d<double> BoxOfRegions(const Site& site, const std::vector<ScanRegion>& regions,
+                              void* pool) {
   Job job;
+  job.regions = regions;
   job.rowStart.push_back(0);
-  for (const SurfaceRect& r : regions) {
-    job.regions.push_back(CheckHeightRegion(site, r.surface, r.rect, r.mask));
-    job.rowStart.push_back(job.rowStart.back() + std::size_t(r.rect.height));
+  for (const ScanRegion& r : regions) {
+    job.rowStart.push_back(job.rowStart.back() + std::size_t(r.cells.rect.height));
   }
   Region3d<double> box;
   if (job.rowStart.back() == 0) return box;
@@ -274,8 +290,8 @@ Region3d<double> GetBoundingBox(const std::vector<SurfaceRect>& regions, void* p
   std::vector<Vec> candidates;
   double zLow = HUGE_VAL, zHigh = -HUGE_VAL;
   for (std::size_t g = 0; g < regions.size(); ++g) {
-    const Surface& s = regions[g].surface;
-    const Rect2d<int>& rect = regions[g].rect;
+    const Surface& s = *regions[g].surface;
+    const Rect2d<int>& rect = regions[g].cells.rect;
     for (int r = 0; r < rect.height; ++r) {
       const RowExtent& row = job.rows[job.rowStart[g] + std::size_t(r)];
       if (row.first < 0) continue;
@@ -303,12 +319,50 @@ Region3d<double> GetBoundingBox(const std::vector<SurfaceRect>& regions, void* p
   return box;
 }
 
+}  // namespace
+
+Region3d<double> GetBoundingBox(const std::vector<SurfaceRect>& regions, void* pool) {
+  const Site site{kGeometryModule, kName};
+  std::vector<ScanRegion> scans;
+  scans.reserve(regions.size());
+  for (const SurfaceRect& r : regions) {
+    scans.push_back(
+        {&r.surface, CheckHeightRegion(site, r.surface, r.rect, r.mask), r.rect.x, r.rect.y});
+  }
+  return BoxOfRegions(site, scans, pool);
+}
+
 Region3d<double> GetBoundingBox(const Surface& surface, const Rect2d<int>& rect, void* mask) {
   SurfaceRect region;
   region.surface = surface;
   region.rect = rect;
   region.mask = mask;
   return GetBoundingBox(std::vector<SurfaceRect>{region}, nullptr);
+}
+
+Region3d<double> GetBoundingBox(RoiSurface& roi) {
+  const Site site{kGeometryModule, kName};
+  const Surface& surface = roi.GetSurface();
+  void* mask = roi.GetMask();
+  const Rect2d<int> box = roi.GetBoundingBox();
+  if (!mask || box.width < 1 || box.height < 1) return Region3d<double>{};
+  // The mask has the surface's size; it is checked by the region, the heights here.
+  HeightRegion cells = CheckHeightRegion(site, surface, box, nullptr);
+  cells.mask = mask;
+  return BoxOfRegions(site, {ScanRegion{&surface, cells, 0, 0}}, roi.GetThreadPool());
+}
+
+Region3d<double> GetBoundingBox(const Surface& surface, const RectRegionRLE& region,
+                                void* allocator) {
+  const Site site{kGeometryModule, kName};
+  if (region.kind != 2) {
+    Throw(site, __LINE__, kNotSupported, "the region must be of kind 2 (runs)");
+  }
+  Rect2d<int> box;
+  Ty::Object<void*> mask;
+  mask::RunsToTightMask(site, region.runs, allocator, &box, &mask);
+  if (!mask) return Region3d<double>{};
+  return GetBoundingBox(surface, box, mask);
 }
 
 }  // namespace Vision

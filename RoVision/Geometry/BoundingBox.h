@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "../Common/Common.h"
+#include "../Common/MaskSurfaceRoi.h"
 
 namespace Ro {
 namespace Vision {
@@ -43,6 +44,22 @@ RO_API Region3d<double> GetBoundingBox(const Surface& surface, const Rect2d<int>
 // writes only its own rows' results, so the box does not depend on the number of tasks.
 RO_API Region3d<double> GetBoundingBox(const std::vector<SurfaceRect>& regions,
                                        void* pool = nullptr);
+
+// The box around the valid cells of a region of interest on its own surface: the cells of its
+// bounding box whose byte in its mask (built first when needed; the surface's size, so mask cell
+// (r, c) is surface cell (r, c)) is non-zero. The rows are scanned on the region's thread pool.
+// A region whose bounding box is empty has no valid cell: the double null in every field. Raises
+// what the region raises when it builds its mask, and -996 when layer 0 is not a z16s map.
+RO_API Region3d<double> GetBoundingBox(RoiSurface& roi);
+
+// The box around the valid cells of a run-length region (surface indices; overlapping runs count
+// a cell once): the rectangle form over the runs' box with their mask, which is made with
+// `allocator` (null: the default allocator). A region without runs gives the double null in every
+// field. Raises -996 for a region of another kind than 2, -984 for runs that are not a zArrayList
+// of RunRecord, -997 for a negative run length, and what the rectangle form raises (runs past the
+// surface raise -997).
+RO_API Region3d<double> GetBoundingBox(const Surface& surface, const RectRegionRLE& region,
+                                       void* allocator = nullptr);
 
 }  // namespace Vision
 }  // namespace Ro

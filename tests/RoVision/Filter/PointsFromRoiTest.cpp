@@ -5,6 +5,7 @@
 #include <cfloat>
 #include <random>
 
+#include "support/RegionCases.h"
 #include "support/TestSupport.h"
 
 // Exact equality of world points (found by argument lookup, so it lives beside the type).
@@ -202,6 +203,133 @@ TEST_F(ThresholdPercentileTest, BadArguments) {
       MakeSurface(rotest::MakeArray2<zPoint3d64f>(zTypeOf(zPoint3d64f), {{{1, 2, 3}, {1, 2, 3}}}));
   EXPECT_TY_THROW(ThresholdPercentile(cloud, 10, 90, Rect(0, 0, 2, 1), mask, &low, &high), -996,
                   kThreshold);
+}
+
+// The region overloads against the rectangle form on the box-sized copy of the region's mask.
+class RegionOverloadsTest : public rotest::LeakCheckedTest {};
+
+Ty::Object<void*> RunList(const std::vector<Ro::Vision::RunRecord>& runs, zAlloc alloc) {
+  Ty::Object<void*> list;
+  EXPECT_EQ(zArrayList_Construct(list.Address(), Ro::Vision::RunRecordType(), 0, alloc), zOK);
+  if (!runs.empty()) {
+    EXPECT_EQ(zArrayList_Import(list, runs.data(), runs.size()), zOK);
+  }
+  return list;
+}
+
+TEST_F(RegionOverloadsTest, PointsOfRegionsEqualTheRectangleFormForAnyTaskCount) {
+  const Surface s = rotest::RegionTestSurface(alloc_);
+  for (const rotest::RegionCase& region : rotest::RegionCases(s, alloc_)) {
+    Ty::Object<void*> expected;
+    GetPointsFromROI(s, region.roi->GetBoundingBox(), rotest::BoxMaskOf(*region.roi, alloc_),
+                     expected, alloc_);
+    ASSERT_GT(zArrayList_Count(expected), 10u) << region.name;
+    const Ro::Vision::RectRegionRLE* rle = region.roi->GetRectRegionRLE();
+    for (zSize tasks : {1, 2, 8}) {
+      zThreadPool pool = nullptr;
+      ASSERT_EQ(zThreadPool_Construct(&pool, tasks, nullptr), zOK);
+      Ty::Object<void*> owner(pool);
+      Ty::Object<void*> fromRoi, fromRuns;
+      GetPointsFromROI(*region.roi, fromRoi, alloc_, pool);
+      EXPECT_TRUE(ReadPoints(fromRoi) == ReadPoints(expected)) << region.name << tasks;
+      if (!rle) continue;  // only rectangles and composed regions have runs
+      GetPointsFromROI(s, *rle, fromRuns, alloc_, pool);
+      EXPECT_TRUE(ReadPoints(fromRuns) == ReadPoints(expected)) << region.name << tasks;
+    }
+  }
+}
+
+TEST_F(RegionOverloadsTest, PointsOfEmptyAndBadRegions) {
+  const Surface s = rotest::RegionTestSurface(alloc_);
+  Ty::Object<void*> points;
+  // A rectangle beside the surface has an empty box, and no runs: empty lists.
+  Ro::Vision::RectangleRoiSurface away(s, rotest::CentreRect(50, 50, 1, 1, 0), alloc_);
+  GetPointsFromROI(away, points, alloc_);
+  EXPECT_EQ(zArrayList_Count(points), 0u);
+  Ro::Vision::RectRegionRLE rle;
+  rle.runs = RunList({}, alloc_);
+  GetPointsFromROI(s, rle, points, alloc_);
+  EXPECT_EQ(zArrayList_Count(points), 0u);
+  // Overlapping runs in any order count each cell once, row by row.
+  rle.runs = RunList({{3, 5, 2}, {1, 0, 3}, {3, 4, 2}}, alloc_);
+  GetPointsFromROI(s, rle, points, alloc_);
+  std::vector<zPoint3d64f> expected;
+  auto* heights = s.layers[0].Get();
+  for (auto cell : {std::pair<int, int>{1, 0}, {1, 1}, {1, 2}, {3, 4}, {3, 5}, {3, 6}}) {
+    const short h = static_cast<const short*>(zArray2_Row(heights, cell.first))[cell.second];
+    if (h == N) continue;
+    expected.push_back({-2.5 + cell.second * 0.1, -2 + cell.first * 0.1, 1 + h * 0.002});
+  }
+  EXPECT_TRUE(ReadPoints(points) == expected);
+
+  rle.runs = RunList({{39, 48, 3}}, alloc_);  // past the last column
+  EXPECT_TY_THROW(GetPointsFromROI(s, rle, points, alloc_), -997, kPoints);
+  rle.runs = RunList({{0, 0, -1}}, alloc_);
+  EXPECT_TY_THROW(GetPointsFromROI(s, rle, points, alloc_), -997, kPoints);
+  rle.kind = 1;
+  EXPECT_TY_THROW(GetPointsFromROI(s, rle, points, alloc_), -996, kPoints);
+  Ro::Vision::RectRegionRLE points3d;
+  points3d.runs = Ty::Object<void*>();
+  ASSERT_EQ(zArrayList_Construct(points3d.runs.Address(), zTypeOf(zPoint3d64f), 0, alloc_), zOK);
+  EXPECT_TY_THROW(GetPointsFromROI(s, points3d, points, alloc_), -984, kPoints);
+  Ro::Vision::RectangleRoiSurface noLayers(Surface(), alloc_);
+  EXPECT_TY_THROW(GetPointsFromROI(noLayers, points, alloc_), -997, kPoints);
+}
+
+TEST_F(RegionOverloadsTest, PointsOfRunsRaiseFailingAllocations) {
+  // The inputs come from the default allocator: only the mask and the lists are counted.
+  const Surface s = rotest::RegionTestSurface();
+  Ro::Vision::RectRegionRLE rle;
+  rle.runs = RunList({{1, 0, 3}, {2, 2, 4}}, nullptr);
+  rotest::ExpectEveryAllocationFailureRaised(alloc_, [&] {
+    Ty::Object<void*> points;
+    GetPointsFromROI(s, rle, points, alloc_);
+  });
+}
+
+TEST_F(RegionOverloadsTest, PercentilesOfRegionsEqualTheRectangleForm) {
+  const Surface s = rotest::RegionTestSurface(alloc_);
+  for (const rotest::RegionCase& region : rotest::RegionCases(s, alloc_)) {
+    const Ty::Object<void*> boxMask = rotest::BoxMaskOf(*region.roi, alloc_);
+    double expectedLow, expectedHigh, low, high;
+    ThresholdPercentile(s, 20, 75, region.roi->GetBoundingBox(), boxMask, &expectedLow,
+                        &expectedHigh);
+    ASSERT_FALSE(Ro::Vision::IsNull(expectedLow)) << region.name;
+    ThresholdPercentile(*region.roi, 20, 75, &low, &high);
+    EXPECT_EQ(low, expectedLow) << region.name;
+    EXPECT_EQ(high, expectedHigh) << region.name;
+    // The region's own mask is narrowed in place, exactly as the copy was.
+    const auto narrowed = rotest::ReadArray2<unsigned char>(rotest::BoxMaskOf(*region.roi, alloc_));
+    EXPECT_EQ(narrowed, rotest::ReadArray2<unsigned char>(boxMask)) << region.name;
+  }
+}
+
+TEST_F(RegionOverloadsTest, PercentilesOfEmptyAndBadRegions) {
+  const Surface s = rotest::RegionTestSurface(alloc_);
+  double low = 0, high = 0;
+  Ro::Vision::RectangleRoiSurface away(s, rotest::CentreRect(50, 50, 1, 1, 0), alloc_);
+  ThresholdPercentile(away, 10, 90, &low, &high);
+  EXPECT_TRUE(Ro::Vision::IsNull(low) && Ro::Vision::IsNull(high));
+  // Only null heights under the region: null results and a cleared mask.
+  Ro::Vision::RectangleRoiSurface nulls(s, rotest::CentreRect(-0.05, -0.05, 0.8, 0.2, 0), alloc_);
+  ASSERT_GT(nulls.GetBoundingBox().width, 0);
+  ThresholdPercentile(nulls, 10, 90, &low, &high);
+  EXPECT_TRUE(Ro::Vision::IsNull(low) && Ro::Vision::IsNull(high));
+  for (const auto& row : rotest::ReadArray2<unsigned char>(nulls.GetMask())) {
+    for (unsigned char bit : row) EXPECT_EQ(bit, 0);
+  }
+  low = high = 0;
+  Ro::Vision::RectangleRoiSurface noLayers(Surface(), alloc_);
+  ThresholdPercentile(noLayers, 10, 90, &low, &high);
+  EXPECT_TRUE(Ro::Vision::IsNull(low) && Ro::Vision::IsNull(high));
+
+  Ro::Vision::RectangleRoiSurface roi(s, rotest::CentreRect(0, 0, 1, 1, 0), alloc_);
+  EXPECT_TY_THROW(ThresholdPercentile(roi, 60, 40, &low, &high), -997, kThreshold);
+  EXPECT_TY_THROW(ThresholdPercentile(roi, 10, 90, nullptr, &high), -997, kThreshold);
+  Surface cloud = s;
+  cloud.layers[0] = rotest::MakeArray2<zPoint3d16s>(zTypeOf(zPoint3d16s), {{{0, 0, 1}}}, alloc_);
+  Ro::Vision::RectangleRoiSurface onCloud(cloud, alloc_);
+  EXPECT_TY_THROW(ThresholdPercentile(onCloud, 10, 90, &low, &high), -996, kThreshold);
 }
 
 }  // namespace
