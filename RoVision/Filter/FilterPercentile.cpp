@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "FilterPrivate.h"
+#include "PercentileHistogramPrivate.h"
 #include "PercentilePrivate.h"
 
 namespace Ro {
@@ -65,21 +66,18 @@ class Scratch {
   std::size_t size_ = 0;
 };
 
-// dst += add - sub over n counts, n a multiple of kGroup (fixed inner trip counts vectorise).
-template <class Count>
-inline void AddSub(Count* __restrict dst, const Count* __restrict add, const Count* __restrict sub,
-                   std::size_t n) {
-  for (std::size_t i = 0; i < n; i += kGroup) {
-    for (std::size_t k = 0; k < kGroup; ++k) {
-      dst[i + k] = static_cast<Count>(dst[i + k] + add[i + k] - sub[i + k]);
-    }
-  }
-}
-
 template <class Count>
 const Count* Zeros() {
   alignas(64) static const Count zeros[kFine] = {};
   return zeros;
+}
+
+bool UseAvx2() {
+#if RO_PERCENTILE_AVX2
+  return percentile_histogram::HasAvx2();
+#else
+  return false;
+#endif
 }
 
 struct Job {
@@ -90,6 +88,7 @@ struct Job {
   double percentile;
   bool keepNull;
   void* allocator;
+  bool avx2;  // 16-bit counts take the AVX2 histogram steps
 };
 
 // The histograms of one tile of outputs: per input column of the tile's reach a coarse
@@ -135,10 +134,32 @@ class TileRank {
  private:
   static constexpr T Null() { return GetNull<T>(); }
 
+  // dst += add - sub over n counts.
+  void Step(Count* dst, const Count* add, const Count* sub, std::size_t n) const {
+#if RO_PERCENTILE_AVX2
+    if constexpr (std::is_same_v<Count, std::uint16_t>) {
+      if (job_.avx2) return percentile_histogram::AddSubAvx2(dst, add, sub, n);
+    }
+#endif
+    percentile_histogram::AddSubPlain(dst, add, sub, n);
+  }
+
+  // The first of 16 bins where the running count passes rest, and the count before it.
+  percentile_histogram::Found Find(const Count* counts, std::size_t rest) const {
+#if RO_PERCENTILE_AVX2
+    if constexpr (std::is_same_v<Count, std::uint16_t>) {
+      if (job_.avx2) return percentile_histogram::FindAvx2(counts, rest);
+    }
+#endif
+    return percentile_histogram::FindPlain(counts, rest);
+  }
+
   const T* InRow(std::size_t y) const {
     return static_cast<const T*>(job_.input) + y * job_.columns;
   }
-  T* OutRow(std::size_t y) const { return static_cast<T*>(job_.output) + y * job_.columns; }
+  T* OutRow(std::size_t y) const {
+    return static_cast<T*>(job_.output) + y * job_.columns;
+  }
 
   // The smallest and largest valid key of the tile's reach; false when there is none.
   bool KeyRange(std::size_t ya, std::size_t yb) {
@@ -159,7 +180,9 @@ class TileRank {
     return true;
   }
 
-  std::size_t PerColumn() const { return 1 + nbPad_ + kGroup + nb_ * (kFine + kGroup); }
+  std::size_t PerColumn() const {
+    return 1 + nbPad_ + kGroup + nb_ * (kFine + kGroup);
+  }
 
   // Carves the tile's column histograms from their work block.
   void LayColumns() {
@@ -278,8 +301,8 @@ class TileRank {
     for (std::ptrdiff_t x = sx0 - hx; x <= sx0 + hx; ++x) {
       const std::ptrdiff_t c = Local(x);
       if (c < 0) continue;
-      AddSub(kCoarse_, CoarseOf(c), Zeros<Count>(), nbPad_);
-      AddSub(kCoarseGroup_, CoarseGroupOf(c), Zeros<Count>(), kGroup);
+      Step(kCoarse_, CoarseOf(c), Zeros<Count>(), nbPad_);
+      Step(kCoarseGroup_, CoarseGroupOf(c), Zeros<Count>(), kGroup);
       n += total_[c];
     }
     const T* own = InRow(y);
@@ -289,8 +312,8 @@ class TileRank {
       if (x > x0) {
         const std::ptrdiff_t in = Local(sx + hx);
         const std::ptrdiff_t gone = Local(sx - hx - 1);
-        AddSub(kCoarse_, CoarseOf(in), CoarseOf(gone), nbPad_);
-        AddSub(kCoarseGroup_, CoarseGroupOf(in), CoarseGroupOf(gone), kGroup);
+        Step(kCoarse_, CoarseOf(in), CoarseOf(gone), nbPad_);
+        Step(kCoarseGroup_, CoarseGroupOf(in), CoarseGroupOf(gone), kGroup);
         n += (in < 0 ? 0 : total_[in]);
         n -= (gone < 0 ? 0 : total_[gone]);
       }
@@ -315,20 +338,16 @@ class TileRank {
   // key of rank t + 1 (t + 1 < n), found from where rank t was found when it lies in the same
   // coarse bin, which is the common case.
   std::uint16_t Select(std::size_t t, std::ptrdiff_t x, std::uint64_t serial, std::uint16_t* next) {
-    std::size_t cum = 0;
-    std::size_t g = 0;
-    while (cum + kCoarseGroup_[g] <= t) cum += kCoarseGroup_[g++];
-    std::size_t b = g * kGroup;
-    while (cum + kCoarse_[b] <= t) cum += kCoarse_[b++];
+    const auto group = Find(kCoarseGroup_, t);
+    const auto bin = Find(kCoarse_ + group.index * kGroup, t - group.below);
+    const std::size_t b = group.index * kGroup + bin.index;
     UpdateFine(b, x, serial);
-    const std::size_t rest = t - cum;
-    cum = 0;
-    const Count* groups = kFineGroup_ + b * kGroup;
-    std::size_t h = 0;
-    while (cum + groups[h] <= rest) cum += groups[h++];
+    const std::size_t rest = t - group.below - bin.below;
+    const auto fineGroup = Find(kFineGroup_ + b * kGroup, rest);
     const Count* fine = kFine_ + b * kFine;
-    std::size_t f = h * kGroup;
-    while (cum + fine[f] <= rest) cum += fine[f++];
+    const auto fineBin = Find(fine + fineGroup.index * kGroup, rest - fineGroup.below);
+    const std::size_t f = fineGroup.index * kGroup + fineBin.index;
+    const std::size_t cum = fineGroup.below + fineBin.below;
     const auto key = static_cast<std::uint16_t>(((blo_ + b) << 8) | f);
     if (next) {
       if (rest + 1 < cum + fine[f]) {
@@ -357,8 +376,8 @@ class TileRank {
         for (std::ptrdiff_t s = last + 1; s <= x; ++s) {
           const std::ptrdiff_t in = Local(s + hx);
           const std::ptrdiff_t gone = Local(s - hx - 1);
-          AddSub(fine, FineOf(in, b), FineOf(gone, b), kFine);
-          AddSub(groups, FineGroupOf(in, b), FineGroupOf(gone, b), kGroup);
+          Step(fine, FineOf(in, b), FineOf(gone, b), kFine);
+          Step(groups, FineGroupOf(in, b), FineGroupOf(gone, b), kGroup);
         }
         fineX_[b] = static_cast<std::uint64_t>(x);
         return;
@@ -369,8 +388,8 @@ class TileRank {
     for (std::ptrdiff_t s = x - hx; s <= x + hx; ++s) {
       const std::ptrdiff_t c = Local(s);
       if (c < 0) continue;
-      AddSub(fine, FineOf(c, b), Zeros<Count>(), kFine);
-      AddSub(groups, FineGroupOf(c, b), Zeros<Count>(), kGroup);
+      Step(fine, FineOf(c, b), Zeros<Count>(), kFine);
+      Step(groups, FineGroupOf(c, b), Zeros<Count>(), kGroup);
     }
     fineRow_[b] = serial;
     fineX_[b] = static_cast<std::uint64_t>(x);
@@ -451,7 +470,8 @@ void FilterPercentile(const Ty::Object<void*>& input, Point2d<unsigned long long
             static_cast<std::size_t>(std::min<unsigned long long>(halfY, rows - 1)),
             percentile,
             keepNull != 0,
-            allocator};
+            allocator,
+            UseAvx2()};
     // 16-bit counts halve the histogram traffic; they hold any window of at most 65535 cells.
     const bool narrow = (2 * job.halfX + 1) * (2 * job.halfY + 1) <= 65535;
     zParallelWorker worker = nullptr;
