@@ -70,6 +70,21 @@ inline const T* ConstRowOf(void* image, zSize y) {
   return static_cast<const T*>(zImage_Row(image, y));
 }
 
+// Row pointers of the three rows around y, the first and last row standing in for the missing
+// neighbour.
+template <class T>
+struct ThreeRows {
+  const T* above;
+  const T* centre;
+  const T* below;
+};
+
+template <class T>
+ThreeRows<T> RowsAround(void* image, zSize y, zSize height) {
+  return {ConstRowOf<T>(image, y > 0 ? y - 1 : 0), ConstRowOf<T>(image, y),
+          ConstRowOf<T>(image, y + 1 < height ? y + 1 : height - 1)};
+}
+
 // Copies every row of src into dst (same pixel type and size).
 void CopyRows(const Site& site, void* dst, void* src);
 

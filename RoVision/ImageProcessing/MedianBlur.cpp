@@ -12,19 +12,6 @@ using namespace image;
 
 namespace {
 
-template <class T>
-struct RowTriple {
-  const T* above;
-  const T* centre;
-  const T* below;
-};
-
-template <class T>
-RowTriple<T> RowsAround(void* image, zSize y, zSize height) {
-  return {ConstRowOf<T>(image, y > 0 ? y - 1 : 0), ConstRowOf<T>(image, y),
-          ConstRowOf<T>(image, y + 1 < height ? y + 1 : height - 1)};
-}
-
 // The mean of nine as the pixel type defines it.
 template <class T>
 T MeanOfNine(const T* const rows[3], zSize x) {
@@ -87,7 +74,7 @@ void MedianInto(const Site& site, void* in, void* out, bool keepNull) {
   DispatchFilterType(zImage_PixelType(in), [&](auto tag) {
     using T = decltype(tag);
     for (zSize y = 0; y < height; ++y) {
-      const RowTriple<T> rows = RowsAround<T>(in, y, height);
+      const ThreeRows<T> rows = RowsAround<T>(in, y, height);
       if constexpr (std::is_same<T, z64f>::value) {
         MedianRow64f(rows.above, rows.centre, rows.below, RowOf<T>(out, y), width, keepNull);
       } else {
@@ -103,7 +90,7 @@ void KeepMaximaInto(void* in, void* out) {
   const zSize width = zImage_Width(in);
   const zSize height = zImage_Height(in);
   for (zSize y = 0; y < height; ++y) {
-    const RowTriple<double> rows = RowsAround<double>(in, y, height);
+    const ThreeRows<double> rows = RowsAround<double>(in, y, height);
     double* row = RowOf<double>(out, y);
     for (zSize x = 0; x < width; ++x) {
       const double v = rows.centre[x];

@@ -10,21 +10,6 @@ using namespace image;
 
 namespace {
 
-// Row pointers of the three rows around y, the first and last row standing in for the missing
-// neighbour.
-template <class T>
-struct ThreeRows {
-  const T* above;
-  const T* centre;
-  const T* below;
-};
-
-template <class T>
-ThreeRows<T> RowsAround(void* image, zSize y, zSize height) {
-  return {ConstRowOf<T>(image, y > 0 ? y - 1 : 0), ConstRowOf<T>(image, y),
-          ConstRowOf<T>(image, y + 1 < height ? y + 1 : height - 1)};
-}
-
 template <class Op, class T>
 void Extreme3x3(void* in, void* out) {
   const zSize width = zImage_Width(in);
