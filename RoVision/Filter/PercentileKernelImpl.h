@@ -1,0 +1,542 @@
+// Private to the Filter module: the tile kernel of the percentile filter, included once by each
+// kernel build (PercentileKernel.cpp, PercentileKernelAvx2.cpp) inside a namespace of its own.
+// Everything here lives in that namespace and calls only out-of-line or C functions from
+// elsewhere, so the AVX2 build never lends an inline function to the portable one.
+//
+// The window's values are ranked through a two-level histogram in the manner of Perreault and
+// Hebert's constant-time median: per input column of a tile, a coarse histogram and a fine one;
+// the window's coarse histogram slides along a row by adding one column's and dropping another's,
+// and the fine histogram of the coarse bin that holds the rank is brought up to date only when it
+// is needed. The bins adapt to each tile: keys are taken relative to the smallest key in the
+// tile's reach and the bin width is chosen so that the coarse and fine levels have about as many
+// bins, which on height maps (values that vary little within a tile) makes both levels a few
+// vector steps long.
+#ifndef RO_PERCENTILE_KERNEL_NAMESPACE
+#error "define RO_PERCENTILE_KERNEL_NAMESPACE before including PercentileKernelImpl.h"
+#endif
+
+#include <zApi/zMem.h>
+#include <zApi/zParallel.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#if defined(__SSE2__)
+#include <immintrin.h>
+#endif
+
+#include "PercentileKernelPrivate.h"
+
+namespace Ro {
+namespace Vision {
+namespace RO_PERCENTILE_KERNEL_NAMESPACE {
+namespace {
+
+using percentile_kernel::Job;
+using percentile_kernel::Rank;
+
+constexpr std::size_t kBlock = 16;     // counts per vector step
+constexpr std::size_t kMaxBins = 256;  // bins of either level at most
+constexpr unsigned kMinShift = 4;      // fine bins per coarse bin: 16 ..
+constexpr unsigned kMaxShift = 8;      // .. 256
+constexpr std::size_t kTileColumns = 64;
+constexpr std::size_t kTileRows = 128;
+// Above this the per-column histograms of a tile give way to the direct path (RunDirect). Over
+// the full 16-bit range a column takes 128 KiB in 16-bit counts, so this allows windows about
+// 500 columns wide there; narrower value ranges allow far more.
+constexpr std::size_t kMaxColumnBytes = std::size_t(64) << 20;
+
+inline std::size_t Min(std::size_t a, std::size_t b) {
+  return a < b ? a : b;
+}
+inline std::size_t Max(std::size_t a, std::size_t b) {
+  return a > b ? a : b;
+}
+
+// Keys: order-preserving unsigned 16-bit images of the values, 0 for null.
+inline std::uint16_t KeyOf(short v) {
+  return static_cast<std::uint16_t>(static_cast<std::uint16_t>(v) ^ 0x8000u);
+}
+inline std::uint16_t KeyOf(unsigned char v) {
+  return v;
+}
+inline int ValueOfKey(std::uint16_t key, short) {
+  return static_cast<int>(key) - 32768;
+}
+inline int ValueOfKey(std::uint16_t key, unsigned char) {
+  return key;
+}
+inline short NullOf(short) {
+  return -32768;
+}
+inline unsigned char NullOf(unsigned char) {
+  return 0;
+}
+
+// dst += add - sub over n counts (n a multiple of kBlock), modulo 2^16 or 2^32: a count never
+// leaves its range once the whole step is done, so wrapping in between is harmless.
+template <class Count>
+inline void AddSub(Count* __restrict dst, const Count* __restrict add, const Count* __restrict sub,
+                   std::size_t n) {
+#if defined(__AVX2__)
+  if constexpr (sizeof(Count) == 2) {
+    for (std::size_t i = 0; i < n; i += kBlock) {
+      auto* d = reinterpret_cast<__m256i*>(dst + i);
+      const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(add + i));
+      const __m256i s = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(sub + i));
+      _mm256_storeu_si256(d, _mm256_sub_epi16(_mm256_add_epi16(_mm256_loadu_si256(d), a), s));
+    }
+    return;
+  }
+#endif
+  for (std::size_t i = 0; i < n; i += kBlock) {
+    for (std::size_t k = 0; k < kBlock; ++k) {
+      dst[i + k] = static_cast<Count>(dst[i + k] + add[i + k] - sub[i + k]);
+    }
+  }
+}
+
+// In a block of 16 counts, the first k where below + counts[k] > rest, with `below` the sum of
+// counts[0..k-1]; k = 16 and below = the block's sum when there is none. The block's sum stays
+// within the count's range (it never exceeds the window's cell count).
+struct Found {
+  std::size_t index;
+  std::size_t below;
+};
+
+template <class Count>
+inline Found FindInBlock(const Count* counts, std::size_t rest) {
+#if defined(__AVX2__)
+  if constexpr (sizeof(Count) == 2) {
+    // Branch-free: running sums of the 16 counts, then the number of running sums at or below
+    // rest (they never decrease, so those lanes lead).
+    __m256i sums = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(counts));
+    sums = _mm256_add_epi16(sums, _mm256_slli_si256(sums, 2));
+    sums = _mm256_add_epi16(sums, _mm256_slli_si256(sums, 4));
+    sums = _mm256_add_epi16(sums, _mm256_slli_si256(sums, 8));
+    // Carry the low half's total (its lane 7) into every lane of the high half.
+    const __m256i lowHalf = _mm256_permute2x128_si256(sums, sums, 0x08);
+    sums = _mm256_add_epi16(sums, _mm256_shuffle_epi8(lowHalf, _mm256_set1_epi16(0x0F0E)));
+    const std::size_t limit = rest < 65535 ? rest : 65535;
+    const __m256i atOrBelow = _mm256_cmpeq_epi16(
+        _mm256_min_epu16(sums, _mm256_set1_epi16(static_cast<short>(limit))), sums);
+    const auto k = static_cast<std::size_t>(
+                       __builtin_popcount(static_cast<unsigned>(_mm256_movemask_epi8(atOrBelow)))) /
+                   2;
+    if (k == 0) return {0, 0};
+    alignas(32) std::uint16_t lanes[kBlock];
+    _mm256_store_si256(reinterpret_cast<__m256i*>(lanes), sums);
+    return {k, lanes[k - 1]};
+  }
+#endif
+  std::size_t below = 0;
+  std::size_t k = 0;
+  while (k < kBlock && below + counts[k] <= rest) below += counts[k++];
+  return {k, below};
+}
+
+// The same over n counts (a multiple of kBlock) that sum to more than rest.
+template <class Count>
+inline Found FindIn(const Count* counts, std::size_t n, std::size_t rest) {
+  std::size_t below = 0;
+  for (std::size_t i = 0;; i += kBlock) {
+    const Found found = FindInBlock(counts + i, rest - below);
+    if (found.index < kBlock || i + kBlock >= n) return {i + found.index, below + found.below};
+    below += found.below;
+  }
+}
+
+// The smallest and largest key of a row's cells (low stays 0xFFFF and high 0 without a valid
+// cell). Keys are compared as the values' order: nulls are the smallest value of their type and
+// are moved out of the way of the minimum.
+inline void KeyRangeOfRow(const short* row, std::size_t n, std::uint16_t& low,
+                          std::uint16_t& high) {
+  std::size_t x = 0;
+  short lowValue = 32767, highValue = -32768;
+#if defined(__SSE2__)
+  const __m128i null = _mm_set1_epi16(-32768);
+  __m128i lows = _mm_set1_epi16(32767), highs = null;
+  for (; x + 8 <= n; x += 8) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + x));
+    highs = _mm_max_epi16(highs, v);  // a null never raises the maximum
+    // A null xor all ones is 32767, which never lowers the minimum.
+    lows = _mm_min_epi16(lows, _mm_xor_si128(v, _mm_cmpeq_epi16(v, null)));
+  }
+  alignas(16) short l[8], h[8];
+  _mm_store_si128(reinterpret_cast<__m128i*>(l), lows);
+  _mm_store_si128(reinterpret_cast<__m128i*>(h), highs);
+  for (int i = 0; i < 8; ++i) {
+    lowValue = l[i] < lowValue ? l[i] : lowValue;
+    highValue = h[i] > highValue ? h[i] : highValue;
+  }
+#endif
+  for (; x < n; ++x) {
+    if (row[x] == -32768) continue;
+    lowValue = row[x] < lowValue ? row[x] : lowValue;
+    highValue = row[x] > highValue ? row[x] : highValue;
+  }
+  if (highValue == -32768) return;  // no valid cell
+  const std::uint16_t lowKey = KeyOf(lowValue), highKey = KeyOf(highValue);
+  low = lowKey < low ? lowKey : low;
+  high = highKey > high ? highKey : high;
+}
+
+inline void KeyRangeOfRow(const unsigned char* row, std::size_t n, std::uint16_t& low,
+                          std::uint16_t& high) {
+  for (std::size_t x = 0; x < n; ++x) {
+    if (row[x] == 0) continue;
+    low = row[x] < low ? row[x] : low;
+    high = row[x] > high ? row[x] : high;
+  }
+}
+
+// A growable work block from the caller's allocator; zero-filled when (re)made.
+class Scratch {
+ public:
+  explicit Scratch(void* allocator) : allocator_(allocator) {}
+  ~Scratch() { zMemFree(allocator_, block_); }
+  Scratch(const Scratch&) = delete;
+  Scratch& operator=(const Scratch&) = delete;
+
+  zStatus Reserve(std::size_t bytes, void** block) {
+    if (bytes > size_) {
+      zMemFree(allocator_, block_);
+      block_ = nullptr;
+      size_ = 0;
+      const zStatus status = zMemAlloc(allocator_, bytes, &block_);
+      if (status != zOK) return status;
+      size_ = bytes;
+    }
+    *block = block_;
+    return zOK;
+  }
+
+ private:
+  void* allocator_;
+  void* block_ = nullptr;
+  std::size_t size_ = 0;
+};
+
+template <class Count>
+const Count* Zeros() {
+  alignas(64) static const Count zeros[kMaxBins] = {};
+  return zeros;
+}
+
+// The histograms of one tile of outputs.
+template <class T, class Count>
+class TileRank {
+ public:
+  TileRank(const Job& job, Scratch& columnsBlock, Scratch& kernelBlock)
+      : job_(job), columnsBlock_(columnsBlock), kernelBlock_(kernelBlock) {}
+
+  zStatus Run(std::size_t y0, std::size_t y1, std::size_t x0, std::size_t x1,
+              std::uint64_t& serial) {
+    const std::size_t ya = y0 > job_.halfY ? y0 - job_.halfY : 0;
+    const std::size_t yb = Min(job_.rows, y1 + job_.halfY);
+    xa_ = x0 > job_.halfX ? x0 - job_.halfX : 0;
+    xb_ = Min(job_.columns, x1 + job_.halfX);
+    if (!ChooseBins(ya, yb)) {
+      for (std::size_t y = y0; y < y1; ++y) {
+        for (std::size_t x = x0; x < x1; ++x) OutRow(y)[x] = NullOf(T());
+      }
+      return zOK;
+    }
+    zStatus status = LayKernel();
+    if (status != zOK) return status;
+    const std::size_t columnBytes = (xb_ - xa_) * PerColumn() * sizeof(Count);
+    if (columnBytes > kMaxColumnBytes) {
+      RunDirect(y0, y1, x0, x1);
+      return zOK;
+    }
+    status = LayColumns();
+    if (status != zOK) return status;
+    // Column histograms hold the window rows of the current output row.
+    std::size_t loaded = ya;   // next input row to add
+    std::size_t dropped = ya;  // next input row to remove
+    for (std::size_t y = y0; y < y1; ++y) {
+      const std::size_t lo = y > job_.halfY ? y - job_.halfY : 0;
+      const std::size_t hi = Min(job_.rows, y + job_.halfY + 1);
+      for (; dropped < lo; ++dropped) UpdateColumns(dropped, static_cast<Count>(-1));
+      for (; loaded < hi; ++loaded) UpdateColumns(loaded, 1);
+      SweepRow(y, x0, x1, ++serial);
+    }
+    // Leave the column block all zero for the next tile.
+    for (; dropped < loaded; ++dropped) UpdateColumns(dropped, static_cast<Count>(-1));
+    return zOK;
+  }
+
+ private:
+  const T* InRow(std::size_t y) const {
+    return static_cast<const T*>(job_.input) + y * job_.columns;
+  }
+  T* OutRow(std::size_t y) const { return static_cast<T*>(job_.output) + y * job_.columns; }
+
+  // Bins for the keys of the tile's reach: keys are counted relative to the smallest (keyLow_),
+  // in coarse bins of 2^shift_ fine bins, with shift_ chosen so that there are at most as many
+  // coarse bins as fine bins per coarse bin. False when the reach holds no valid cell.
+  bool ChooseBins(std::size_t ya, std::size_t yb) {
+    std::uint16_t low = 0xFFFF, high = 0;
+    for (std::size_t y = ya; y < yb; ++y) KeyRangeOfRow(InRow(y) + xa_, xb_ - xa_, low, high);
+    if (high == 0) return false;
+    keyLow_ = low;
+    const std::size_t span = std::size_t(high) - low;
+    shift_ = kMinShift;
+    while (shift_ < kMaxShift && (span >> shift_) + 1 > (std::size_t(1) << shift_)) ++shift_;
+    width_ = std::size_t(1) << shift_;
+    nb_ = (span >> shift_) + 1;
+    nbPad_ = (nb_ + kBlock - 1) / kBlock * kBlock;
+    span_ = nb_ * width_;
+    return true;
+  }
+
+  std::size_t PerColumn() const { return 1 + nbPad_ + span_; }
+
+  // Carves the tile's column histograms from their work block (all zero: every tile takes out
+  // again what it put in).
+  zStatus LayColumns() {
+    nc_ = xb_ - xa_;
+    void* block = nullptr;
+    const zStatus status = columnsBlock_.Reserve(nc_ * PerColumn() * sizeof(Count), &block);
+    if (status != zOK) return status;
+    total_ = static_cast<Count*>(block);
+    coarse_ = total_ + nc_;
+    fine_ = coarse_ + nc_ * nbPad_;
+    return zOK;
+  }
+
+  // Carves the window's histograms from their work block, all zero.
+  zStatus LayKernel() {
+    const std::size_t stamps = 2 * nb_ * sizeof(std::uint64_t);
+    const std::size_t counts = (nbPad_ + span_) * sizeof(Count);
+    void* block = nullptr;
+    const zStatus status = kernelBlock_.Reserve(stamps + counts, &block);
+    if (status != zOK) return status;
+    std::memset(block, 0, stamps + counts);
+    fineRow_ = static_cast<std::uint64_t*>(block);
+    fineX_ = fineRow_ + nb_;
+    kCoarse_ = reinterpret_cast<Count*>(fineX_ + nb_);
+    kFine_ = kCoarse_ + nbPad_;
+    return zOK;
+  }
+
+  // Adds (delta 1) or removes (delta -1) the valid cells of input row y to or from the column
+  // histograms.
+  void UpdateColumns(std::size_t y, Count delta) {
+    const T* row = InRow(y) + xa_;
+    const std::size_t nc = xb_ - xa_;
+    Count* total = total_;
+    Count* coarse = coarse_;
+    Count* fine = fine_;
+    for (std::size_t c = 0; c < nc; ++c, coarse += nbPad_, fine += span_) {
+      const std::uint16_t key = KeyOf(row[c]);
+      if (key == 0) continue;
+      const std::size_t r = std::size_t(key) - keyLow_;
+      total[c] = static_cast<Count>(total[c] + delta);
+      coarse[r >> shift_] = static_cast<Count>(coarse[r >> shift_] + delta);
+      fine[r] = static_cast<Count>(fine[r] + delta);
+    }
+  }
+
+  // The fallback for very wide windows over a wide value range, where the per-column histograms
+  // would take more than kMaxColumnBytes: the window's histograms are kept directly, every fine
+  // bin current, a step adding and removing the cells of one column each (cost per cell grows
+  // with the window height here).
+  void RunDirect(std::size_t y0, std::size_t y1, std::size_t x0, std::size_t x1) {
+    direct_ = true;
+    const auto hx = static_cast<std::ptrdiff_t>(job_.halfX);
+    const auto last = static_cast<std::ptrdiff_t>(job_.columns) - 1;
+    for (std::size_t y = y0; y < y1; ++y) {
+      const std::size_t lo = y > job_.halfY ? y - job_.halfY : 0;
+      const std::size_t hi = Min(job_.rows, y + job_.halfY + 1);
+      std::size_t n = 0;
+      auto column = [&](std::ptrdiff_t c, Count delta) {
+        if (c < 0 || c > last) return;
+        for (std::size_t r = lo; r < hi; ++r) {
+          const std::uint16_t key = KeyOf(InRow(r)[c]);
+          if (key == 0) continue;
+          const std::size_t k = std::size_t(key) - keyLow_;
+          kCoarse_[k >> shift_] = static_cast<Count>(kCoarse_[k >> shift_] + delta);
+          kFine_[k] = static_cast<Count>(kFine_[k] + delta);
+          n += delta == 1 ? 1 : std::size_t(-1);
+        }
+      };
+      const auto sx0 = static_cast<std::ptrdiff_t>(x0);
+      for (std::ptrdiff_t c = sx0 - hx; c <= sx0 + hx; ++c) column(c, 1);
+      const T* own = InRow(y);
+      T* out = OutRow(y);
+      for (std::size_t x = x0; x < x1; ++x) {
+        const auto sx = static_cast<std::ptrdiff_t>(x);
+        if (x > x0) {
+          column(sx + hx, 1);
+          column(sx - hx - 1, static_cast<Count>(-1));
+        }
+        const bool empty = n == 0 || (job_.keepNull && KeyOf(own[x]) == 0);
+        out[x] = empty ? NullOf(T()) : Percentile(n, sx, 0);
+      }
+      const auto sx1 = static_cast<std::ptrdiff_t>(x1) - 1;
+      for (std::ptrdiff_t c = sx1 - hx; c <= sx1 + hx; ++c) column(c, static_cast<Count>(-1));
+    }
+    direct_ = false;
+  }
+
+  // Local index of map column x, or -1 when x is outside the map.
+  std::ptrdiff_t Local(std::ptrdiff_t x) const {
+    return x < 0 || x >= static_cast<std::ptrdiff_t>(job_.columns)
+               ? -1
+               : x - static_cast<std::ptrdiff_t>(xa_);
+  }
+
+  const Count* CoarseOf(std::ptrdiff_t c) const {
+    return c < 0 ? Zeros<Count>() : coarse_ + c * nbPad_;
+  }
+  const Count* FineOf(std::ptrdiff_t c, std::size_t b) const {
+    return c < 0 ? Zeros<Count>() : fine_ + c * span_ + b * width_;
+  }
+  std::size_t TotalOf(std::ptrdiff_t c) const { return c < 0 ? 0 : total_[c]; }
+
+  void SweepRow(std::size_t y, std::size_t x0, std::size_t x1, std::uint64_t serial) {
+    const auto hx = static_cast<std::ptrdiff_t>(job_.halfX);
+    const auto sx0 = static_cast<std::ptrdiff_t>(x0);
+    std::memset(kCoarse_, 0, nbPad_ * sizeof(Count));
+    std::size_t n = 0;
+    for (std::ptrdiff_t x = sx0 - hx; x <= sx0 + hx; ++x) {
+      const std::ptrdiff_t c = Local(x);
+      if (c < 0) continue;
+      AddSub(kCoarse_, CoarseOf(c), Zeros<Count>(), nbPad_);
+      n += total_[c];
+    }
+    const T* own = InRow(y);
+    T* out = OutRow(y);
+    for (std::size_t x = x0; x < x1; ++x) {
+      const auto sx = static_cast<std::ptrdiff_t>(x);
+      if (x > x0) {
+        const std::ptrdiff_t in = Local(sx + hx);
+        const std::ptrdiff_t gone = Local(sx - hx - 1);
+        AddSub(kCoarse_, CoarseOf(in), CoarseOf(gone), nbPad_);
+        n = n + TotalOf(in) - TotalOf(gone);
+      }
+      if (n == 0 || (job_.keepNull && KeyOf(own[x]) == 0)) {
+        out[x] = NullOf(T());
+        continue;
+      }
+      out[x] = Percentile(n, sx, serial);
+    }
+  }
+
+  T Percentile(std::size_t n, std::ptrdiff_t x, std::uint64_t serial) {
+    const Rank at =
+        n < job_.rankCount ? job_.ranks[n] : percentile_kernel::RankOf(n, job_.percentile);
+    std::uint16_t next = 0;
+    const std::uint16_t key = Select(at.index, x, serial, at.fraction != 0 ? &next : nullptr);
+    const int low = ValueOfKey(key, T());
+    if (at.fraction == 0) return static_cast<T>(low);
+    // The rank rule's interpolation, truncated toward zero.
+    const double high = ValueOfKey(next, T());
+    return static_cast<T>(static_cast<int>(low + (high - low) * at.fraction));
+  }
+
+  // The key of rank t (0-based) among the window's valid values; t < n. With `next`, also the
+  // key of rank t + 1 (t + 1 < n), found from where rank t was found when it lies in the same
+  // coarse bin, which is the common case.
+  std::uint16_t Select(std::size_t t, std::ptrdiff_t x, std::uint64_t serial, std::uint16_t* next) {
+    const Found bin = FindIn(kCoarse_, nbPad_, t);
+    const std::size_t b = bin.index;
+    UpdateFine(b, x, serial);
+    const std::size_t rest = t - bin.below;
+    const Count* fine = kFine_ + b * width_;
+    const Found cell = FindIn(fine, width_, rest);
+    const std::size_t f = cell.index;
+    const auto key = static_cast<std::uint16_t>(keyLow_ + (b << shift_) + f);
+    if (next) {
+      if (rest + 1 < cell.below + fine[f]) {
+        *next = key;  // rank t + 1 holds the same value
+      } else if (rest + 1 < kCoarse_[b]) {
+        std::size_t f2 = f + 1;
+        while (fine[f2] == 0) ++f2;
+        *next = static_cast<std::uint16_t>(keyLow_ + (b << shift_) + f2);
+      } else {
+        *next = Select(t + 1, x, serial, nullptr);
+      }
+    }
+    return key;
+  }
+
+  // Brings the window's fine histogram of coarse bin b to column x: slides it from where it was
+  // last used in this row when that is cheaper than building it anew from the window's columns.
+  void UpdateFine(std::size_t b, std::ptrdiff_t x, std::uint64_t serial) {
+    if (direct_) return;  // the direct path keeps every fine histogram current
+    Count* fine = kFine_ + b * width_;
+    const auto hx = static_cast<std::ptrdiff_t>(job_.halfX);
+    if (fineRow_[b] == serial) {
+      const auto last = static_cast<std::ptrdiff_t>(fineX_[b]);
+      if (2 * (x - last) <= 2 * hx + 1) {
+        for (std::ptrdiff_t s = last + 1; s <= x; ++s) {
+          AddSub(fine, FineOf(Local(s + hx), b), FineOf(Local(s - hx - 1), b), width_);
+        }
+        fineX_[b] = static_cast<std::uint64_t>(x);
+        return;
+      }
+    }
+    std::memset(fine, 0, width_ * sizeof(Count));
+    for (std::ptrdiff_t s = x - hx; s <= x + hx; ++s) {
+      const std::ptrdiff_t c = Local(s);
+      if (c >= 0) AddSub(fine, FineOf(c, b), Zeros<Count>(), width_);
+    }
+    fineRow_[b] = serial;
+    fineX_[b] = static_cast<std::uint64_t>(x);
+  }
+
+  const Job& job_;
+  Scratch& columnsBlock_;
+  Scratch& kernelBlock_;
+  std::size_t xa_ = 0, xb_ = 0, nc_ = 0;
+  std::size_t keyLow_ = 0;
+  unsigned shift_ = kMinShift;
+  std::size_t width_ = 0, nb_ = 0, nbPad_ = 0, span_ = 0;
+  bool direct_ = false;
+  Count* total_ = nullptr;
+  Count* coarse_ = nullptr;
+  Count* fine_ = nullptr;
+  std::uint64_t* fineRow_ = nullptr;
+  std::uint64_t* fineX_ = nullptr;
+  Count* kCoarse_ = nullptr;
+  Count* kFine_ = nullptr;
+};
+
+// One task's rows, tile by tile. Tiles are at least twice the window wide and high so that
+// refilling the column histograms at each tile stays a small share of the work.
+template <class T, class Count>
+zStatus RankRows(const zParallelArgs* args, void* context) {
+  const Job& job = *static_cast<const Job*>(context);
+  const std::size_t begin = zParallelArgs_Begin(args, 0, job.rows);
+  const std::size_t end = zParallelArgs_End(args, 0, job.rows);
+  if (begin >= end) return zOK;
+  Scratch columnsBlock(job.allocator);
+  Scratch kernelBlock(job.allocator);
+  TileRank<T, Count> tile(job, columnsBlock, kernelBlock);
+  const std::size_t tileRows = Max(kTileRows, 2 * job.halfY);
+  const std::size_t tileColumns = Max(kTileColumns, 2 * job.halfX);
+  std::uint64_t serial = 0;
+  for (std::size_t y0 = begin; y0 < end; y0 += tileRows) {
+    const std::size_t y1 = Min(end, y0 + tileRows);
+    for (std::size_t x0 = 0; x0 < job.columns; x0 += tileColumns) {
+      const zStatus status = tile.Run(y0, y1, x0, Min(job.columns, x0 + tileColumns), serial);
+      if (status != zOK) return status;
+    }
+  }
+  return zOK;
+}
+
+zParallelWorker WorkerFor(bool heights, bool narrowCounts) {
+  if (heights)
+    return narrowCounts ? &RankRows<short, std::uint16_t> : &RankRows<short, std::uint32_t>;
+  return narrowCounts ? &RankRows<unsigned char, std::uint16_t>
+                      : &RankRows<unsigned char, std::uint32_t>;
+}
+
+}  // namespace
+}  // namespace RO_PERCENTILE_KERNEL_NAMESPACE
+}  // namespace Vision
+}  // namespace Ro
