@@ -47,8 +47,9 @@ std::vector<pk::Rank> RankTable(std::size_t windowCells, double percentile) {
   return ranks;
 }
 
-void Run(pk::KernelBuild build, const Ty::Object<void*>& input, Point2d<unsigned long long> size,
-         double percentile, int keepNull, Ty::Object<void*>& output, void* allocator, void* pool) {
+void Run(pk::KernelBuild build, pk::KernelPath path, const Ty::Object<void*>& input,
+         Point2d<unsigned long long> size, double percentile, int keepNull,
+         Ty::Object<void*>& output, void* allocator, void* pool) {
   if (!input) Throw(kSite, __LINE__, kInvalidArgument, "the input array is null");
   const zType type = zArray2_ItemType(input);
   if (type != TypeOf<z16s>() && type != TypeOf<z8u>()) {
@@ -83,22 +84,22 @@ void Run(pk::KernelBuild build, const Ty::Object<void*>& input, Point2d<unsigned
                 allocator,
                 nullptr,
                 0};
-    // 16-bit counts halve the histogram traffic; they hold any window of at most 65535 cells.
+    // Below this many cells per window the ranks are looked up, not worked out per cell.
     const std::size_t windowCells = (2 * job.halfX + 1) * (2 * job.halfY + 1);
-    const bool narrow = windowCells <= 65535;
     std::vector<pk::Rank> ranks;
-    if (narrow) {
+    if (windowCells <= 65535) {
       ranks = RankTable(windowCells, percentile);
       job.ranks = ranks.data();
       job.rankCount = ranks.size();
     }
     const bool heights = type == TypeOf<z16s>();
+    const bool histogram = path == pk::KernelPath::kHistogram;
 #if RO_PERCENTILE_AVX2_KERNEL
     const zParallelWorker worker = build == pk::KernelBuild::kAvx2
-                                       ? pk::Avx2Worker(heights, narrow)
-                                       : pk::PortableWorker(heights, narrow);
+                                       ? pk::Avx2Worker(heights, windowCells, histogram)
+                                       : pk::PortableWorker(heights, windowCells, histogram);
 #else
-    const zParallelWorker worker = pk::PortableWorker(heights, narrow);
+    const zParallelWorker worker = pk::PortableWorker(heights, windowCells, histogram);
 #endif
     Check(kSite, __LINE__, zParallel_Execute(worker, &job, pool));
   }
@@ -109,10 +110,10 @@ void Run(pk::KernelBuild build, const Ty::Object<void*>& input, Point2d<unsigned
 
 namespace percentile_kernel {
 
-void FilterPercentileWithKernel(KernelBuild build, const Ty::Object<void*>& input,
+void FilterPercentileWithKernel(KernelBuild build, KernelPath path, const Ty::Object<void*>& input,
                                 Point2d<unsigned long long> size, double percentile, int keepNull,
                                 Ty::Object<void*>& output, void* allocator, void* pool) {
-  Run(build, input, size, percentile, keepNull, output, allocator, pool);
+  Run(build, path, input, size, percentile, keepNull, output, allocator, pool);
 }
 
 }  // namespace percentile_kernel
@@ -123,7 +124,7 @@ void FilterPercentile(const Ty::Object<void*>& input, Point2d<unsigned long long
   const pk::KernelBuild build = pk::KernelBuildAvailable(pk::KernelBuild::kAvx2)
                                     ? pk::KernelBuild::kAvx2
                                     : pk::KernelBuild::kPortable;
-  Run(build, input, size, percentile, keepNull, output, allocator, pool);
+  Run(build, pk::KernelPath::kFastest, input, size, percentile, keepNull, output, allocator, pool);
 }
 
 }  // namespace Vision

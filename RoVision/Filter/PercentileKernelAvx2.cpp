@@ -3,14 +3,14 @@
 // processor that has AVX2.
 #if RO_PERCENTILE_AVX2_KERNEL
 #define RO_PERCENTILE_KERNEL_NAMESPACE percentile_avx2
-#include "PercentileKernelImpl.h"
+#include "PercentileWorkersImpl.h"
 
 namespace Ro {
 namespace Vision {
 namespace percentile_kernel {
 
-zParallelWorker Avx2Worker(bool heights, bool narrowCounts) {
-  return percentile_avx2::WorkerFor(heights, narrowCounts);
+zParallelWorker Avx2Worker(bool heights, std::size_t windowCells, bool histogram) {
+  return percentile_avx2::WorkerFor(heights, windowCells, histogram);
 }
 
 }  // namespace percentile_kernel

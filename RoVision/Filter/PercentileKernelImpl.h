@@ -529,13 +529,6 @@ zStatus RankRows(const zParallelArgs* args, void* context) {
   return zOK;
 }
 
-zParallelWorker WorkerFor(bool heights, bool narrowCounts) {
-  if (heights)
-    return narrowCounts ? &RankRows<short, std::uint16_t> : &RankRows<short, std::uint32_t>;
-  return narrowCounts ? &RankRows<unsigned char, std::uint16_t>
-                      : &RankRows<unsigned char, std::uint32_t>;
-}
-
 }  // namespace
 }  // namespace RO_PERCENTILE_KERNEL_NAMESPACE
 }  // namespace Vision

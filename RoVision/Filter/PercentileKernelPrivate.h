@@ -44,21 +44,26 @@ struct Job {
 };
 
 // A worker for zParallel_Execute over a Job, by element type (z16s heights or z8u intensities)
-// and count width (16-bit counts hold any window of at most 65535 cells).
-zParallelWorker PortableWorker(bool heights, bool narrowCounts);
+// and window size: small windows are sorted unless `histogram` asks for the histogram path.
+zParallelWorker PortableWorker(bool heights, std::size_t windowCells, bool histogram);
 #if RO_PERCENTILE_AVX2_KERNEL
-zParallelWorker Avx2Worker(bool heights, bool narrowCounts);
+zParallelWorker Avx2Worker(bool heights, std::size_t windowCells, bool histogram);
 #endif
 
 // Which build of the kernel runs.
 enum class KernelBuild { kPortable, kAvx2 };
 
+// Which path ranks the windows: the fastest for the window size, or the histograms always (tests
+// compare the paths; the benchmark times the histograms at every size).
+enum class KernelPath { kFastest, kHistogram };
+
 // Whether this library holds the build and the processor can run it.
 RO_API bool KernelBuildAvailable(KernelBuild build);
 
-// FilterPercentile with the kernel build chosen instead of the fastest one available, so that
-// tests can compare the builds. Raises -996 when the build is not available.
-RO_API void FilterPercentileWithKernel(KernelBuild build, const Ty::Object<void*>& input,
+// FilterPercentile with the kernel build and path chosen instead of the fastest ones available.
+// Raises -996 when the build is not available.
+RO_API void FilterPercentileWithKernel(KernelBuild build, KernelPath path,
+                                       const Ty::Object<void*>& input,
                                        Point2d<unsigned long long> size, double percentile,
                                        int keepNull, Ty::Object<void*>& output, void* allocator,
                                        void* pool);
