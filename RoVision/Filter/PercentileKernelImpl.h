@@ -40,8 +40,8 @@ constexpr std::size_t kBlock = 16;     // counts per vector step
 constexpr std::size_t kMaxBins = 256;  // bins of either level at most
 constexpr unsigned kMinShift = 4;      // fine bins per coarse bin: 16 ..
 constexpr unsigned kMaxShift = 8;      // .. 256
-constexpr std::size_t kTileColumns = 64;
-constexpr std::size_t kTileRows = 128;
+constexpr std::size_t kTileColumns = 128;
+constexpr std::size_t kTileRows = 256;
 // Above this the per-column histograms of a tile give way to the direct path (RunDirect). Over
 // the full 16-bit range a column takes 128 KiB in 16-bit counts, so this allows windows about
 // 500 columns wide there; narrower value ranges allow far more.
@@ -97,53 +97,104 @@ inline void AddSub(Count* __restrict dst, const Count* __restrict add, const Cou
   }
 }
 
-// In a block of 16 counts, the first k where below + counts[k] > rest, with `below` the sum of
-// counts[0..k-1]; k = 16 and below = the block's sum when there is none. The block's sum stays
-// within the count's range (it never exceeds the window's cell count).
-struct Found {
-  std::size_t index;
-  std::size_t below;
-};
-
-template <class Count>
-inline Found FindInBlock(const Count* counts, std::size_t rest) {
 #if defined(__AVX2__)
-  if constexpr (sizeof(Count) == 2) {
-    // Branch-free: running sums of the 16 counts, then the number of running sums at or below
-    // rest (they never decrease, so those lanes lead).
-    __m256i sums = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(counts));
-    sums = _mm256_add_epi16(sums, _mm256_slli_si256(sums, 2));
-    sums = _mm256_add_epi16(sums, _mm256_slli_si256(sums, 4));
-    sums = _mm256_add_epi16(sums, _mm256_slli_si256(sums, 8));
-    // Carry the low half's total (its lane 7) into every lane of the high half.
-    const __m256i lowHalf = _mm256_permute2x128_si256(sums, sums, 0x08);
-    sums = _mm256_add_epi16(sums, _mm256_shuffle_epi8(lowHalf, _mm256_set1_epi16(0x0F0E)));
-    const std::size_t limit = rest < 65535 ? rest : 65535;
-    const __m256i atOrBelow = _mm256_cmpeq_epi16(
-        _mm256_min_epu16(sums, _mm256_set1_epi16(static_cast<short>(limit))), sums);
-    const auto k = static_cast<std::size_t>(
-                       __builtin_popcount(static_cast<unsigned>(_mm256_movemask_epi8(atOrBelow)))) /
-                   2;
-    if (k == 0) return {0, 0};
-    alignas(32) std::uint16_t lanes[kBlock];
-    _mm256_store_si256(reinterpret_cast<__m256i*>(lanes), sums);
-    return {k, lanes[k - 1]};
-  }
-#endif
-  std::size_t below = 0;
-  std::size_t k = 0;
-  while (k < kBlock && below + counts[k] <= rest) below += counts[k++];
-  return {k, below};
+// Running sums of 16 counts.
+inline __m256i RunningSums(__m256i v) {
+  v = _mm256_add_epi16(v, _mm256_slli_si256(v, 2));
+  v = _mm256_add_epi16(v, _mm256_slli_si256(v, 4));
+  v = _mm256_add_epi16(v, _mm256_slli_si256(v, 8));
+  // Carry the low half's total (its lane 7) into every lane of the high half.
+  const __m256i lowHalf = _mm256_permute2x128_si256(v, v, 0x08);
+  return _mm256_add_epi16(v, _mm256_shuffle_epi8(lowHalf, _mm256_set1_epi16(0x0F0E)));
 }
 
-// The same over n counts (a multiple of kBlock) that sum to more than rest.
+// Lane 15 in every lane.
+inline __m256i LastLane(__m256i v) {
+  const __m256i highHalf = _mm256_permute2x128_si256(v, v, 0x11);
+  return _mm256_shuffle_epi8(highHalf, _mm256_set1_epi16(0x0F0E));
+}
+
+// The number of lanes at or below limit, unsigned.
+inline std::size_t AtOrBelow(__m256i v, __m256i limit) {
+  const __m256i at = _mm256_cmpeq_epi16(_mm256_min_epu16(v, limit), v);
+  return static_cast<std::size_t>(
+             __builtin_popcount(static_cast<unsigned>(_mm256_movemask_epi8(at)))) /
+         2;
+}
+#endif
+
+// cum[i] += the running sum of add - sub up to i, over n counts (n a multiple of kBlock): keeps a
+// cumulative histogram current as raw histograms come and go.
 template <class Count>
-inline Found FindIn(const Count* counts, std::size_t n, std::size_t rest) {
-  std::size_t below = 0;
-  for (std::size_t i = 0;; i += kBlock) {
-    const Found found = FindInBlock(counts + i, rest - below);
-    if (found.index < kBlock || i + kBlock >= n) return {i + found.index, below + found.below};
-    below += found.below;
+inline void AddSubRunning(Count* __restrict cum, const Count* __restrict add,
+                          const Count* __restrict sub, std::size_t n) {
+#if defined(__AVX2__)
+  if constexpr (sizeof(Count) == 2) {
+    __m256i carry = _mm256_setzero_si256();
+    for (std::size_t i = 0; i < n; i += kBlock) {
+      const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(add + i));
+      const __m256i s = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(sub + i));
+      const __m256i running = _mm256_add_epi16(RunningSums(_mm256_sub_epi16(a, s)), carry);
+      auto* c = reinterpret_cast<__m256i*>(cum + i);
+      _mm256_storeu_si256(c, _mm256_add_epi16(_mm256_loadu_si256(c), running));
+      carry = LastLane(running);
+    }
+    return;
+  }
+#endif
+  Count carry = 0;
+  for (std::size_t i = 0; i < n; ++i) {
+    carry = static_cast<Count>(carry + add[i] - sub[i]);
+    cum[i] = static_cast<Count>(cum[i] + carry);
+  }
+}
+
+// The number of entries at or below rest of a cumulative histogram of n counts: the bin that
+// holds rank rest.
+template <class Count>
+inline std::size_t CumulativeRank(const Count* cum, std::size_t n, std::size_t rest) {
+#if defined(__AVX2__)
+  if constexpr (sizeof(Count) == 2) {
+    const __m256i limit = _mm256_set1_epi16(static_cast<short>(rest));
+    std::size_t k = 0;
+    for (std::size_t i = 0; i < n; i += kBlock) {
+      k += AtOrBelow(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(cum + i)), limit);
+    }
+    return k;
+  }
+#endif
+  std::size_t k = 0;
+  for (std::size_t i = 0; i < n; ++i) k += cum[i] <= rest;
+  return k;
+}
+
+// Over a raw histogram of n counts: the bins that hold ranks rest and rest + 1 (n when a rank
+// lies beyond the histogram).
+template <class Count>
+inline void RawRanks(const Count* counts, std::size_t n, std::size_t rest, std::size_t& at,
+                     std::size_t& next) {
+#if defined(__AVX2__)
+  if constexpr (sizeof(Count) == 2) {
+    const __m256i limit = _mm256_set1_epi16(static_cast<short>(rest));
+    const __m256i limitNext = _mm256_set1_epi16(static_cast<short>(rest + 1));
+    __m256i carry = _mm256_setzero_si256();
+    at = next = 0;
+    for (std::size_t i = 0; i < n; i += kBlock) {
+      const __m256i running = _mm256_add_epi16(
+          RunningSums(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(counts + i))), carry);
+      at += AtOrBelow(running, limit);
+      next += AtOrBelow(running, limitNext);
+      carry = LastLane(running);
+    }
+    return;
+  }
+#endif
+  std::size_t running = 0;
+  at = next = 0;
+  for (std::size_t i = 0; i < n; ++i) {
+    running += counts[i];
+    at += running <= rest;
+    next += running <= rest + 1;
   }
 }
 
@@ -291,7 +342,7 @@ class TileRank {
     return true;
   }
 
-  std::size_t PerColumn() const { return 1 + nbPad_ + span_; }
+  std::size_t PerColumn() const { return nbPad_ + span_; }
 
   // Carves the tile's column histograms from their work block (all zero: every tile takes out
   // again what it put in).
@@ -300,24 +351,24 @@ class TileRank {
     void* block = nullptr;
     const zStatus status = columnsBlock_.Reserve(nc_ * PerColumn() * sizeof(Count), &block);
     if (status != zOK) return status;
-    total_ = static_cast<Count*>(block);
-    coarse_ = total_ + nc_;
+    coarse_ = static_cast<Count*>(block);
     fine_ = coarse_ + nc_ * nbPad_;
     return zOK;
   }
 
-  // Carves the window's histograms from their work block, all zero.
+  // Carves the window's histograms from their work block, all zero. The cumulative coarse
+  // histogram follows a block of zeros, so that the count below bin 0 reads as 0.
   zStatus LayKernel() {
     const std::size_t stamps = 2 * nb_ * sizeof(std::uint64_t);
-    const std::size_t counts = (nbPad_ + span_) * sizeof(Count);
+    const std::size_t counts = (kBlock + nbPad_ + span_) * sizeof(Count);
     void* block = nullptr;
     const zStatus status = kernelBlock_.Reserve(stamps + counts, &block);
     if (status != zOK) return status;
     std::memset(block, 0, stamps + counts);
     fineRow_ = static_cast<std::uint64_t*>(block);
     fineX_ = fineRow_ + nb_;
-    kCoarse_ = reinterpret_cast<Count*>(fineX_ + nb_);
-    kFine_ = kCoarse_ + nbPad_;
+    kCumulative_ = reinterpret_cast<Count*>(fineX_ + nb_) + kBlock;
+    kFine_ = kCumulative_ + nbPad_;
     return zOK;
   }
 
@@ -326,14 +377,12 @@ class TileRank {
   void UpdateColumns(std::size_t y, Count delta) {
     const T* row = InRow(y) + xa_;
     const std::size_t nc = xb_ - xa_;
-    Count* total = total_;
     Count* coarse = coarse_;
     Count* fine = fine_;
     for (std::size_t c = 0; c < nc; ++c, coarse += nbPad_, fine += span_) {
       const std::uint16_t key = KeyOf(row[c]);
       if (key == 0) continue;
       const std::size_t r = std::size_t(key) - keyLow_;
-      total[c] = static_cast<Count>(total[c] + delta);
       coarse[r >> shift_] = static_cast<Count>(coarse[r >> shift_] + delta);
       fine[r] = static_cast<Count>(fine[r] + delta);
     }
@@ -342,7 +391,7 @@ class TileRank {
   // The fallback for very wide windows over a wide value range, where the per-column histograms
   // would take more than kMaxColumnBytes: the window's histograms are kept directly, every fine
   // bin current, a step adding and removing the cells of one column each (cost per cell grows
-  // with the window height here).
+  // with the window height and the number of coarse bins here).
   void RunDirect(std::size_t y0, std::size_t y1, std::size_t x0, std::size_t x1) {
     direct_ = true;
     const auto hx = static_cast<std::ptrdiff_t>(job_.halfX);
@@ -350,16 +399,16 @@ class TileRank {
     for (std::size_t y = y0; y < y1; ++y) {
       const std::size_t lo = y > job_.halfY ? y - job_.halfY : 0;
       const std::size_t hi = Min(job_.rows, y + job_.halfY + 1);
-      std::size_t n = 0;
       auto column = [&](std::ptrdiff_t c, Count delta) {
         if (c < 0 || c > last) return;
         for (std::size_t r = lo; r < hi; ++r) {
           const std::uint16_t key = KeyOf(InRow(r)[c]);
           if (key == 0) continue;
           const std::size_t k = std::size_t(key) - keyLow_;
-          kCoarse_[k >> shift_] = static_cast<Count>(kCoarse_[k >> shift_] + delta);
+          for (std::size_t b = k >> shift_; b < nbPad_; ++b) {
+            kCumulative_[b] = static_cast<Count>(kCumulative_[b] + delta);
+          }
           kFine_[k] = static_cast<Count>(kFine_[k] + delta);
-          n += delta == 1 ? 1 : std::size_t(-1);
         }
       };
       const auto sx0 = static_cast<std::ptrdiff_t>(x0);
@@ -372,6 +421,7 @@ class TileRank {
           column(sx + hx, 1);
           column(sx - hx - 1, static_cast<Count>(-1));
         }
+        const std::size_t n = kCumulative_[nbPad_ - 1];
         const bool empty = n == 0 || (job_.keepNull && KeyOf(own[x]) == 0);
         out[x] = empty ? NullOf(T()) : Percentile(n, sx, 0);
       }
@@ -394,29 +444,29 @@ class TileRank {
   const Count* FineOf(std::ptrdiff_t c, std::size_t b) const {
     return c < 0 ? Zeros<Count>() : fine_ + c * span_ + b * width_;
   }
-  std::size_t TotalOf(std::ptrdiff_t c) const { return c < 0 ? 0 : total_[c]; }
 
   void SweepRow(std::size_t y, std::size_t x0, std::size_t x1, std::uint64_t serial) {
     const auto hx = static_cast<std::ptrdiff_t>(job_.halfX);
     const auto sx0 = static_cast<std::ptrdiff_t>(x0);
-    std::memset(kCoarse_, 0, nbPad_ * sizeof(Count));
-    std::size_t n = 0;
+    std::memset(kCumulative_, 0, nbPad_ * sizeof(Count));
     for (std::ptrdiff_t x = sx0 - hx; x <= sx0 + hx; ++x) {
       const std::ptrdiff_t c = Local(x);
-      if (c < 0) continue;
-      AddSub(kCoarse_, CoarseOf(c), Zeros<Count>(), nbPad_);
-      n += total_[c];
+      if (c >= 0) AddSubRunning(kCumulative_, CoarseOf(c), Zeros<Count>(), nbPad_);
     }
     const T* own = InRow(y);
     T* out = OutRow(y);
+    lastBin_ = nb_;  // none yet
     for (std::size_t x = x0; x < x1; ++x) {
       const auto sx = static_cast<std::ptrdiff_t>(x);
       if (x > x0) {
         const std::ptrdiff_t in = Local(sx + hx);
         const std::ptrdiff_t gone = Local(sx - hx - 1);
-        AddSub(kCoarse_, CoarseOf(in), CoarseOf(gone), nbPad_);
-        n = n + TotalOf(in) - TotalOf(gone);
+        AddSubRunning(kCumulative_, CoarseOf(in), CoarseOf(gone), nbPad_);
+        // The rank usually stays in the coarse bin of the last cell: bring that bin's fine
+        // histogram along before the search, so that its loads need not wait for the search.
+        if (lastBin_ < nb_) UpdateFine(lastBin_, sx, serial);
       }
+      const std::size_t n = kCumulative_[nbPad_ - 1];
       if (n == 0 || (job_.keepNull && KeyOf(own[x]) == 0)) {
         out[x] = NullOf(T());
         continue;
@@ -425,40 +475,38 @@ class TileRank {
     }
   }
 
+  // No branch on the fraction: low + (high - low) * 0 is low.
   T Percentile(std::size_t n, std::ptrdiff_t x, std::uint64_t serial) {
     const Rank at =
         n < job_.rankCount ? job_.ranks[n] : percentile_kernel::RankOf(n, job_.percentile);
     std::uint16_t next = 0;
-    const std::uint16_t key = Select(at.index, x, serial, at.fraction != 0 ? &next : nullptr);
+    const std::uint16_t key = Select(at.index, x, serial, at.fraction != 0, next);
     const int low = ValueOfKey(key, T());
-    if (at.fraction == 0) return static_cast<T>(low);
-    // The rank rule's interpolation, truncated toward zero.
     const double high = ValueOfKey(next, T());
+    // The rank rule's interpolation, truncated toward zero.
     return static_cast<T>(static_cast<int>(low + (high - low) * at.fraction));
   }
 
-  // The key of rank t (0-based) among the window's valid values; t < n. With `next`, also the
-  // key of rank t + 1 (t + 1 < n), found from where rank t was found when it lies in the same
-  // coarse bin, which is the common case.
-  std::uint16_t Select(std::size_t t, std::ptrdiff_t x, std::uint64_t serial, std::uint16_t* next) {
-    const Found bin = FindIn(kCoarse_, nbPad_, t);
-    const std::size_t b = bin.index;
+  // The key of rank t (0-based) among the window's valid values (t < n), and in `next` the key
+  // of rank t + 1 (when wanted, t + 1 < n; else the key of rank t again). Rank t + 1 comes from
+  // the same search when it lies in the same coarse bin, which is the common case.
+  std::uint16_t Select(std::size_t t, std::ptrdiff_t x, std::uint64_t serial, bool wantNext,
+                       std::uint16_t& next) {
+    const std::size_t b = CumulativeRank(kCumulative_, nbPad_, t);
+    const std::size_t rest = t - kCumulative_[static_cast<std::ptrdiff_t>(b) - 1];
     UpdateFine(b, x, serial);
-    const std::size_t rest = t - bin.below;
-    const Count* fine = kFine_ + b * width_;
-    const Found cell = FindIn(fine, width_, rest);
-    const std::size_t f = cell.index;
-    const auto key = static_cast<std::uint16_t>(keyLow_ + (b << shift_) + f);
-    if (next) {
-      if (rest + 1 < cell.below + fine[f]) {
-        *next = key;  // rank t + 1 holds the same value
-      } else if (rest + 1 < kCoarse_[b]) {
-        std::size_t f2 = f + 1;
-        while (fine[f2] == 0) ++f2;
-        *next = static_cast<std::uint16_t>(keyLow_ + (b << shift_) + f2);
-      } else {
-        *next = Select(t + 1, x, serial, nullptr);
-      }
+    lastBin_ = b;
+    std::size_t f = 0, f2 = 0;
+    RawRanks(kFine_ + b * width_, width_, rest, f, f2);
+    const std::size_t base = keyLow_ + (b << shift_);
+    const auto key = static_cast<std::uint16_t>(base + f);
+    if (f2 < width_) {
+      next = static_cast<std::uint16_t>(base + f2);
+    } else if (wantNext) {
+      std::uint16_t unused = 0;
+      next = Select(t + 1, x, serial, false, unused);
+    } else {
+      next = key;
     }
     return key;
   }
@@ -471,6 +519,7 @@ class TileRank {
     const auto hx = static_cast<std::ptrdiff_t>(job_.halfX);
     if (fineRow_[b] == serial) {
       const auto last = static_cast<std::ptrdiff_t>(fineX_[b]);
+      if (last == x) return;
       if (2 * (x - last) <= 2 * hx + 1) {
         for (std::ptrdiff_t s = last + 1; s <= x; ++s) {
           AddSub(fine, FineOf(Local(s + hx), b), FineOf(Local(s - hx - 1), b), width_);
@@ -496,12 +545,12 @@ class TileRank {
   unsigned shift_ = kMinShift;
   std::size_t width_ = 0, nb_ = 0, nbPad_ = 0, span_ = 0;
   bool direct_ = false;
-  Count* total_ = nullptr;
+  std::size_t lastBin_ = 0;  // the coarse bin of the last search in this row
   Count* coarse_ = nullptr;
   Count* fine_ = nullptr;
   std::uint64_t* fineRow_ = nullptr;
   std::uint64_t* fineX_ = nullptr;
-  Count* kCoarse_ = nullptr;
+  Count* kCumulative_ = nullptr;
   Count* kFine_ = nullptr;
 };
 
