@@ -26,10 +26,12 @@ namespace Vision {
 // toward zero). A window without a valid value gives null; with keepNull a cell whose own value
 // is null stays null.
 //
-// Cost per cell does not grow with the window: a sliding two-level histogram (256 coarse bins of
-// the high byte, 256 fine bins of the low byte) over per-column histograms, so a window adds one
-// column and drops one per step. Rows are split over the thread pool `pool` (null: the default
-// pool); the result does not depend on the number of tasks.
+// Cost per cell does not grow with the window: a sliding two-level histogram over per-column
+// histograms, so a window adds one column and drops one per step; the bins follow the value range
+// of each tile of the map. Windows of at most 25 cells are sorted instead (a sorting network, one
+// output per vector lane), which is faster for so few cells and gives the same result. Rows are
+// split over the thread pool `pool` (null: the default pool); the result does not depend on the
+// number of tasks.
 //
 // Raises -997 (file "Filter/Filter") for a null input, an element type other than z16s or z8u,
 // a size of 0 in either direction, or p outside [0, 100] (NaN included); the platform's status

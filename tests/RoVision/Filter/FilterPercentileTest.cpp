@@ -1,4 +1,5 @@
 #include <RoVision/Filter/FilterPercentile.h>
+#include <RoVision/Filter/PercentileKernelPrivate.h>
 #include <RoVision/Filter/ProfileFilter.h>
 
 #include <algorithm>
@@ -12,6 +13,7 @@ namespace {
 
 using Ro::Vision::FilterPercentile;
 using Ro::Vision::Point2d;
+namespace pk = Ro::Vision::percentile_kernel;
 constexpr short N = -32768;
 constexpr char kName[] = "Ro::Vision::FilterPercentile";
 
@@ -68,14 +70,50 @@ std::vector<std::vector<T>> Filter(const Ty::Object<void*>& in, Point2d<unsigned
   return rotest::ReadArray2<T>(out);
 }
 
+// A kernel build and path: the portable and the AVX2 build (where the processor has it), each
+// with small windows sorted (the fastest path) and ranked through histograms.
+struct Kernel {
+  pk::KernelBuild build;
+  pk::KernelPath path;
+};
+
+std::vector<Kernel> AvailableKernels() {
+  std::vector<Kernel> kernels;
+  for (auto build : {pk::KernelBuild::kPortable, pk::KernelBuild::kAvx2}) {
+    if (!pk::KernelBuildAvailable(build)) continue;
+    for (auto path : {pk::KernelPath::kFastest, pk::KernelPath::kHistogram}) {
+      kernels.push_back({build, path});
+    }
+  }
+  return kernels;
+}
+
+std::string Name(const Kernel& kernel) {
+  return std::string(kernel.build == pk::KernelBuild::kAvx2 ? "avx2" : "portable") +
+         (kernel.path == pk::KernelPath::kHistogram ? " histogram" : " fastest");
+}
+
+template <class T>
+std::vector<std::vector<T>> Filter(const Kernel& kernel, const Ty::Object<void*>& in,
+                                   Point2d<unsigned long long> size, double p, int keepNull,
+                                   zAlloc alloc = nullptr) {
+  Ty::Object<void*> out;
+  pk::FilterPercentileWithKernel(kernel.build, kernel.path, in, size, p, keepNull, out, alloc,
+                                 nullptr);
+  return rotest::ReadArray2<T>(out);
+}
+
 class FilterPercentileTest : public rotest::LeakCheckedTest {};
 
 // Random maps against the naive reference: null shares, windows (one even, one wider than the
 // map), percentiles. Two value spreads: the full 16-bit range (every coarse bin in play) and a
 // narrow one (a few coarse bins, many equal values).
+// Every kernel build and path. Windows of up to 25 cells are sorted on the fastest path: 1 x 1,
+// 3 x 3, 5 x 5, 3 x 7 and 25 x 1 take it, 4 x 7 (made 5 x 7) and larger take the histograms.
 TEST_F(FilterPercentileTest, HeightsEqualNaiveReference) {
-  const std::vector<Point2d<unsigned long long>> sizes = {
-      {1, 1}, {3, 3}, {4, 7}, {31, 31}, {81, 61}};
+  const std::vector<Point2d<unsigned long long>> sizes = {{1, 1},  {3, 3}, {5, 5},   {3, 7},
+                                                          {25, 1}, {4, 7}, {31, 31}, {81, 61}};
+  const std::vector<Kernel> kernels = AvailableKernels();
   unsigned seed = 1;
   for (double nullShare : {0.0, 0.05, 0.6}) {
     for (auto spread : {std::pair{-32767, 32767}, std::pair{-300, 400}}) {
@@ -86,11 +124,36 @@ TEST_F(FilterPercentileTest, HeightsEqualNaiveReference) {
           // keepNull only changes the null cells; one null share is enough to check it.
           for (int keepNull = 0; keepNull <= (nullShare == 0.05 ? 1 : 0); ++keepNull) {
             Point2d<unsigned long long> odd{size.x | 1, size.y | 1};
-            ASSERT_EQ(Filter<short>(in, size, p, keepNull, alloc_),
-                      NaivePercentile<short>(map, odd, p, keepNull, N))
-                << "nulls " << nullShare << " size " << size.x << "x" << size.y << " p " << p
-                << " keepNull " << keepNull;
+            const auto expected = NaivePercentile<short>(map, odd, p, keepNull, N);
+            for (const Kernel& kernel : kernels) {
+              ASSERT_EQ(Filter<short>(kernel, in, size, p, keepNull, alloc_), expected)
+                  << Name(kernel) << " nulls " << nullShare << " size " << size.x << "x" << size.y
+                  << " p " << p << " keepNull " << keepNull;
+            }
           }
+        }
+      }
+    }
+  }
+}
+
+// Maps narrower or shorter than a vector of lanes or than the window, on every kernel: the
+// sorting path reads whole vectors past a row's end and must ignore what it reads there.
+TEST_F(FilterPercentileTest, TinyMapsEqualNaiveReference) {
+  const std::vector<std::pair<int, int>> shapes = {{1, 1},  {1, 7},  {7, 1},
+                                                   {2, 17}, {17, 2}, {3, 33}};
+  const std::vector<Point2d<unsigned long long>> sizes = {{3, 3}, {5, 5}, {25, 1}, {1, 25}, {7, 7}};
+  unsigned seed = 40;
+  for (auto [rows, columns] : shapes) {
+    const auto map = RandomMap<short>(rows, columns, 0.2, -500, 500, N, seed++);
+    const auto in = rotest::MakeArray2<short>(zTypeOf(z16s), map);
+    for (auto size : sizes) {
+      for (double p : {40.0, 50.0}) {
+        const auto expected = NaivePercentile<short>(map, size, p, false, N);
+        for (const Kernel& kernel : AvailableKernels()) {
+          ASSERT_EQ(Filter<short>(kernel, in, size, p, 0, alloc_), expected)
+              << Name(kernel) << " map " << rows << "x" << columns << " window " << size.x << "x"
+              << size.y << " p " << p;
         }
       }
     }
@@ -132,11 +195,14 @@ TEST_F(FilterPercentileTest, VeryWideWindows) {
 TEST_F(FilterPercentileTest, IntensitiesEqualNaiveReference) {
   const auto map = RandomMap<unsigned char>(29, 41, 0.05, 1, 255, 0, 7);
   const auto in = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), map);
-  for (Point2d<unsigned long long> size : {Point2d<unsigned long long>{3, 3}, {9, 5}, {99, 99}}) {
+  for (Point2d<unsigned long long> size :
+       {Point2d<unsigned long long>{3, 3}, {5, 5}, {9, 5}, {99, 99}}) {
     for (double p : {0.0, 25.0, 50.0, 77.7, 100.0}) {
-      EXPECT_EQ(Filter<unsigned char>(in, size, p, 0, alloc_),
-                NaivePercentile<unsigned char>(map, size, p, false, 0))
-          << size.x << "x" << size.y << " p " << p;
+      const auto expected = NaivePercentile<unsigned char>(map, size, p, false, 0);
+      for (const Kernel& kernel : AvailableKernels()) {
+        EXPECT_EQ(Filter<unsigned char>(kernel, in, size, p, 0, alloc_), expected)
+            << Name(kernel) << " " << size.x << "x" << size.y << " p " << p;
+      }
     }
   }
 }
@@ -184,12 +250,16 @@ TEST_F(FilterPercentileTest, MedianEqualsOpenCvInTheInterior) {
 TEST_F(FilterPercentileTest, ResultDoesNotDependOnTaskCount) {
   const auto map = RandomMap<short>(300, 150, 0.05, -2000, 2000, N, 5);
   const auto in = rotest::MakeArray2<short>(zTypeOf(z16s), map);
-  const auto expected = NaivePercentile<short>(map, {9, 5}, 30, false, N);
-  for (zSize tasks : {1, 2, 8}) {
-    zThreadPool pool = nullptr;
-    ASSERT_EQ(zThreadPool_Construct(&pool, tasks, nullptr), zOK);
-    Ty::Object<void*> owner(pool);
-    EXPECT_EQ(Filter<short>(in, {9, 5}, 30, 0, alloc_, pool), expected) << tasks << " tasks";
+  // Histograms, then sorting (which keeps a ring of rows per task).
+  for (Point2d<unsigned long long> size : {Point2d<unsigned long long>{9, 5}, {5, 5}}) {
+    const auto expected = NaivePercentile<short>(map, size, 30, false, N);
+    for (zSize tasks : {1, 2, 8}) {
+      zThreadPool pool = nullptr;
+      ASSERT_EQ(zThreadPool_Construct(&pool, tasks, nullptr), zOK);
+      Ty::Object<void*> owner(pool);
+      EXPECT_EQ(Filter<short>(in, size, 30, 0, alloc_, pool), expected)
+          << size.x << "x" << size.y << ", " << tasks << " tasks";
+    }
   }
 }
 
@@ -220,10 +290,12 @@ TEST_F(FilterPercentileTest, FailingAllocationsRaiseAndLeakNothing) {
   zThreadPool pool = nullptr;
   ASSERT_EQ(zThreadPool_Construct(&pool, 2, nullptr), zOK);
   Ty::Object<void*> owner(pool);
-  rotest::ExpectEveryAllocationFailureRaised(alloc_, [&] {
-    Ty::Object<void*> out;
-    FilterPercentile(in, {31, 31}, 50, 0, out, alloc_, pool);
-  });
+  for (unsigned long long size : {31, 5}) {
+    rotest::ExpectEveryAllocationFailureRaised(alloc_, [&] {
+      Ty::Object<void*> out;
+      FilterPercentile(in, {size, size}, 50, 0, out, alloc_, pool);
+    });
+  }
 }
 
 }  // namespace
