@@ -168,33 +168,28 @@ inline std::size_t CumulativeRank(const Count* cum, std::size_t n, std::size_t r
   return k;
 }
 
-// Over a raw histogram of n counts: the bins that hold ranks rest and rest + 1 (n when a rank
-// lies beyond the histogram).
+// The bins of a cumulative histogram of n counts that hold ranks rest and rest + 1 (n when a
+// rank lies beyond it).
 template <class Count>
-inline void RawRanks(const Count* counts, std::size_t n, std::size_t rest, std::size_t& at,
-                     std::size_t& next) {
+inline void CumulativeRanks(const Count* cum, std::size_t n, std::size_t rest, std::size_t& at,
+                            std::size_t& next) {
 #if defined(__AVX2__)
   if constexpr (sizeof(Count) == 2) {
     const __m256i limit = _mm256_set1_epi16(static_cast<short>(rest));
     const __m256i limitNext = _mm256_set1_epi16(static_cast<short>(rest + 1));
-    __m256i carry = _mm256_setzero_si256();
     at = next = 0;
     for (std::size_t i = 0; i < n; i += kBlock) {
-      const __m256i running = _mm256_add_epi16(
-          RunningSums(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(counts + i))), carry);
-      at += AtOrBelow(running, limit);
-      next += AtOrBelow(running, limitNext);
-      carry = LastLane(running);
+      const __m256i counts = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(cum + i));
+      at += AtOrBelow(counts, limit);
+      next += AtOrBelow(counts, limitNext);
     }
     return;
   }
 #endif
-  std::size_t running = 0;
   at = next = 0;
   for (std::size_t i = 0; i < n; ++i) {
-    running += counts[i];
-    at += running <= rest;
-    next += running <= rest + 1;
+    at += cum[i] <= rest;
+    next += cum[i] <= rest + 1;
   }
 }
 
@@ -280,7 +275,10 @@ template <class T, class Count>
 class TileRank {
  public:
   TileRank(const Job& job, Scratch& columnsBlock, Scratch& kernelBlock)
-      : job_(job), columnsBlock_(columnsBlock), kernelBlock_(kernelBlock) {}
+      : job_(job),
+        columnsBlock_(columnsBlock),
+        kernelBlock_(kernelBlock),
+        median_(job.percentile == 50) {}
 
   zStatus Run(std::size_t y0, std::size_t y1, std::size_t x0, std::size_t x1,
               std::uint64_t& serial) {
@@ -360,7 +358,7 @@ class TileRank {
   // histogram follows a block of zeros, so that the count below bin 0 reads as 0.
   zStatus LayKernel() {
     const std::size_t stamps = 2 * nb_ * sizeof(std::uint64_t);
-    const std::size_t counts = (kBlock + nbPad_ + span_) * sizeof(Count);
+    const std::size_t counts = (kBlock + nbPad_ + span_ + kMaxBins) * sizeof(Count);
     void* block = nullptr;
     const zStatus status = kernelBlock_.Reserve(stamps + counts, &block);
     if (status != zOK) return status;
@@ -369,6 +367,7 @@ class TileRank {
     fineX_ = fineRow_ + nb_;
     kCumulative_ = reinterpret_cast<Count*>(fineX_ + nb_) + kBlock;
     kFine_ = kCumulative_ + nbPad_;
+    kRawFine_ = kFine_ + span_;
     return zOK;
   }
 
@@ -408,7 +407,8 @@ class TileRank {
           for (std::size_t b = k >> shift_; b < nbPad_; ++b) {
             kCumulative_[b] = static_cast<Count>(kCumulative_[b] + delta);
           }
-          kFine_[k] = static_cast<Count>(kFine_[k] + delta);
+          const std::size_t binEnd = ((k >> shift_) + 1) << shift_;
+          for (std::size_t f = k; f < binEnd; ++f) kFine_[f] = static_cast<Count>(kFine_[f] + delta);
         }
       };
       const auto sx0 = static_cast<std::ptrdiff_t>(x0);
@@ -482,6 +482,12 @@ class TileRank {
     std::uint16_t next = 0;
     const std::uint16_t key = Select(at.index, x, serial, at.fraction != 0, next);
     const int low = ValueOfKey(key, T());
+    if (median_) {
+      // At p = 50 the fraction is 0 or exactly 0.5, and low + (high - low) * 0.5 truncated
+      // toward zero is (low + high) / 2 in integers.
+      const int high = at.fraction != 0 ? ValueOfKey(next, T()) : low;
+      return static_cast<T>((low + high) / 2);
+    }
     const double high = ValueOfKey(next, T());
     // The rank rule's interpolation, truncated toward zero.
     return static_cast<T>(static_cast<int>(low + (high - low) * at.fraction));
@@ -497,7 +503,7 @@ class TileRank {
     UpdateFine(b, x, serial);
     lastBin_ = b;
     std::size_t f = 0, f2 = 0;
-    RawRanks(kFine_ + b * width_, width_, rest, f, f2);
+    CumulativeRanks(kFine_ + b * width_, width_, rest, f, f2);
     const std::size_t base = keyLow_ + (b << shift_);
     const auto key = static_cast<std::uint16_t>(base + f);
     if (f2 < width_) {
@@ -522,17 +528,20 @@ class TileRank {
       if (last == x) return;
       if (2 * (x - last) <= 2 * hx + 1) {
         for (std::ptrdiff_t s = last + 1; s <= x; ++s) {
-          AddSub(fine, FineOf(Local(s + hx), b), FineOf(Local(s - hx - 1), b), width_);
+          AddSubRunning(fine, FineOf(Local(s + hx), b), FineOf(Local(s - hx - 1), b), width_);
         }
         fineX_[b] = static_cast<std::uint64_t>(x);
         return;
       }
     }
-    std::memset(fine, 0, width_ * sizeof(Count));
+    // Raw counts first, then one running sum.
+    std::memset(kRawFine_, 0, width_ * sizeof(Count));
     for (std::ptrdiff_t s = x - hx; s <= x + hx; ++s) {
       const std::ptrdiff_t c = Local(s);
-      if (c >= 0) AddSub(fine, FineOf(c, b), Zeros<Count>(), width_);
+      if (c >= 0) AddSub(kRawFine_, FineOf(c, b), Zeros<Count>(), width_);
     }
+    std::memset(fine, 0, width_ * sizeof(Count));
+    AddSubRunning(fine, kRawFine_, Zeros<Count>(), width_);
     fineRow_[b] = serial;
     fineX_[b] = static_cast<std::uint64_t>(x);
   }
@@ -545,13 +554,15 @@ class TileRank {
   unsigned shift_ = kMinShift;
   std::size_t width_ = 0, nb_ = 0, nbPad_ = 0, span_ = 0;
   bool direct_ = false;
+  const bool median_;
   std::size_t lastBin_ = 0;  // the coarse bin of the last search in this row
   Count* coarse_ = nullptr;
   Count* fine_ = nullptr;
   std::uint64_t* fineRow_ = nullptr;
   std::uint64_t* fineX_ = nullptr;
   Count* kCumulative_ = nullptr;
-  Count* kFine_ = nullptr;
+  Count* kFine_ = nullptr;     // per coarse bin, cumulative within the bin
+  Count* kRawFine_ = nullptr;  // room to sum one bin's raw counts
 };
 
 // One task's rows, tile by tile. Tiles are at least twice the window wide and high so that
