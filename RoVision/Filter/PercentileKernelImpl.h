@@ -149,6 +149,30 @@ inline void AddSubRunning(Count* __restrict cum, const Count* __restrict add,
   }
 }
 
+// out = the sum of `count` histograms of n counts (n a multiple of kBlock) laid `stride` counts
+// apart from `first`, each block summed in a register.
+template <class Count>
+inline void SumHistograms(Count* __restrict out, const Count* __restrict first, std::size_t stride,
+                          std::size_t count, std::size_t n) {
+#if defined(__AVX2__)
+  if constexpr (sizeof(Count) == 2) {
+    for (std::size_t i = 0; i < n; i += kBlock) {
+      __m256i sum = _mm256_setzero_si256();
+      const Count* p = first + i;
+      for (std::size_t c = 0; c < count; ++c, p += stride) {
+        sum = _mm256_add_epi16(sum, _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)));
+      }
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + i), sum);
+    }
+    return;
+  }
+#endif
+  for (std::size_t i = 0; i < n; ++i) out[i] = 0;
+  for (std::size_t c = 0; c < count; ++c, first += stride) {
+    for (std::size_t i = 0; i < n; ++i) out[i] = static_cast<Count>(out[i] + first[i]);
+  }
+}
+
 // The number of entries at or below rest of a cumulative histogram of n counts: the bin that
 // holds rank rest.
 template <class Count>
@@ -517,15 +541,20 @@ class TileRank {
     return key;
   }
 
-  // Brings the window's fine histogram of coarse bin b to column x: slides it from where it was
-  // last used in this row when that is cheaper than building it anew from the window's columns.
+  // Brings the window's fine histogram of coarse bin b to column x.
   void UpdateFine(std::size_t b, std::ptrdiff_t x, std::uint64_t serial) {
+    if (fineRow_[b] == serial && static_cast<std::ptrdiff_t>(fineX_[b]) == x) return;
+    SyncFine(b, x, serial);
+  }
+
+  // Slides the fine histogram of bin b from where it was last used in this row when that is
+  // cheaper than building it anew from the window's columns.
+  __attribute__((noinline)) void SyncFine(std::size_t b, std::ptrdiff_t x, std::uint64_t serial) {
     if (direct_) return;  // the direct path keeps every fine histogram current
     Count* fine = kFine_ + b * width_;
     const auto hx = static_cast<std::ptrdiff_t>(job_.halfX);
     if (fineRow_[b] == serial) {
       const auto last = static_cast<std::ptrdiff_t>(fineX_[b]);
-      if (last == x) return;
       if (2 * (x - last) <= 2 * hx + 1) {
         for (std::ptrdiff_t s = last + 1; s <= x; ++s) {
           AddSubRunning(fine, FineOf(Local(s + hx), b), FineOf(Local(s - hx - 1), b), width_);
@@ -534,12 +563,12 @@ class TileRank {
         return;
       }
     }
-    // Raw counts first, then one running sum.
-    std::memset(kRawFine_, 0, width_ * sizeof(Count));
-    for (std::ptrdiff_t s = x - hx; s <= x + hx; ++s) {
-      const std::ptrdiff_t c = Local(s);
-      if (c >= 0) AddSub(kRawFine_, FineOf(c, b), Zeros<Count>(), width_);
-    }
+    // The window's columns within the map, summed raw, then one running sum.
+    const auto columns = static_cast<std::ptrdiff_t>(job_.columns);
+    const std::ptrdiff_t first = x - hx < 0 ? 0 : x - hx;
+    const std::ptrdiff_t last = x + hx < columns ? x + hx : columns - 1;
+    SumHistograms(kRawFine_, FineOf(Local(first), b), span_, std::size_t(last - first + 1),
+                  width_);
     std::memset(fine, 0, width_ * sizeof(Count));
     AddSubRunning(fine, kRawFine_, Zeros<Count>(), width_);
     fineRow_[b] = serial;
