@@ -432,7 +432,8 @@ class TileRank {
             kCumulative_[b] = static_cast<Count>(kCumulative_[b] + delta);
           }
           const std::size_t binEnd = ((k >> shift_) + 1) << shift_;
-          for (std::size_t f = k; f < binEnd; ++f) kFine_[f] = static_cast<Count>(kFine_[f] + delta);
+          for (std::size_t f = k; f < binEnd; ++f)
+            kFine_[f] = static_cast<Count>(kFine_[f] + delta);
         }
       };
       const auto sx0 = static_cast<std::ptrdiff_t>(x0);
@@ -520,8 +521,9 @@ class TileRank {
   // The key of rank t (0-based) among the window's valid values (t < n), and in `next` the key
   // of rank t + 1 (when wanted, t + 1 < n; else the key of rank t again). Rank t + 1 comes from
   // the same search when it lies in the same coarse bin, which is the common case.
-  std::uint16_t Select(std::size_t t, std::ptrdiff_t x, std::uint64_t serial, bool wantNext,
-                       std::uint16_t& next) {
+  __attribute__((always_inline)) std::uint16_t Select(std::size_t t, std::ptrdiff_t x,
+                                                      std::uint64_t serial, bool wantNext,
+                                                      std::uint16_t& next) {
     const std::size_t b = CumulativeRank(kCumulative_, nbPad_, t);
     const std::size_t rest = t - kCumulative_[static_cast<std::ptrdiff_t>(b) - 1];
     UpdateFine(b, x, serial);
@@ -533,24 +535,41 @@ class TileRank {
     if (f2 < width_) {
       next = static_cast<std::uint16_t>(base + f2);
     } else if (wantNext) {
-      std::uint16_t unused = 0;
-      next = Select(t + 1, x, serial, false, unused);
+      next = SelectAlone(t + 1, x, serial);
     } else {
       next = key;
     }
     return key;
   }
 
-  // Brings the window's fine histogram of coarse bin b to column x.
+  // The key of rank t alone, out of line: wanted only when rank t - 1 ends its coarse bin.
+  __attribute__((noinline)) std::uint16_t SelectAlone(std::size_t t, std::ptrdiff_t x,
+                                                      std::uint64_t serial) {
+    std::uint16_t unused = 0;
+    return Select(t, x, serial, false, unused);
+  }
+
+  // Brings the window's fine histogram of coarse bin b to column x. The common cases, already
+  // there or one column behind, are handled here; the rest out of line.
   void UpdateFine(std::size_t b, std::ptrdiff_t x, std::uint64_t serial) {
-    if (fineRow_[b] == serial && static_cast<std::ptrdiff_t>(fineX_[b]) == x) return;
+    if (direct_) return;  // the direct path keeps every fine histogram current
+    if (fineRow_[b] == serial) {
+      const auto last = static_cast<std::ptrdiff_t>(fineX_[b]);
+      if (last == x) return;
+      if (last + 1 == x) {
+        const auto hx = static_cast<std::ptrdiff_t>(job_.halfX);
+        AddSubRunning(kFine_ + b * width_, FineOf(Local(x + hx), b), FineOf(Local(x - hx - 1), b),
+                      width_);
+        fineX_[b] = static_cast<std::uint64_t>(x);
+        return;
+      }
+    }
     SyncFine(b, x, serial);
   }
 
   // Slides the fine histogram of bin b from where it was last used in this row when that is
   // cheaper than building it anew from the window's columns.
   __attribute__((noinline)) void SyncFine(std::size_t b, std::ptrdiff_t x, std::uint64_t serial) {
-    if (direct_) return;  // the direct path keeps every fine histogram current
     Count* fine = kFine_ + b * width_;
     const auto hx = static_cast<std::ptrdiff_t>(job_.halfX);
     if (fineRow_[b] == serial) {
@@ -567,8 +586,7 @@ class TileRank {
     const auto columns = static_cast<std::ptrdiff_t>(job_.columns);
     const std::ptrdiff_t first = x - hx < 0 ? 0 : x - hx;
     const std::ptrdiff_t last = x + hx < columns ? x + hx : columns - 1;
-    SumHistograms(kRawFine_, FineOf(Local(first), b), span_, std::size_t(last - first + 1),
-                  width_);
+    SumHistograms(kRawFine_, FineOf(Local(first), b), span_, std::size_t(last - first + 1), width_);
     std::memset(fine, 0, width_ * sizeof(Count));
     AddSubRunning(fine, kRawFine_, Zeros<Count>(), width_);
     fineRow_[b] = serial;
