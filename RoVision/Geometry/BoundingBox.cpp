@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <vector>
 
 #include "../Common/MaskSurfacePrivate.h"
@@ -71,25 +72,31 @@ zStatus ScanWorker(const zParallelArgs* args, void* context) {
   return zOK;
 }
 
-// Counter-clockwise hull by the monotone chain, collinear points dropped.
-std::vector<Vec> Hull(std::vector<Vec> points) {
+// Counter-clockwise hull by the monotone chain, collinear points dropped. Sorts `points` in
+// place and keeps the chain as indices: on large regions fresh scratch memory (page faults) cost
+// more than the hull itself.
+std::vector<Vec> Hull(std::vector<Vec>& points) {
   std::sort(points.begin(), points.end(),
             [](const Vec& a, const Vec& b) { return a.x < b.x || (a.x == b.x && a.y < b.y); });
   points.erase(std::unique(points.begin(), points.end(),
                            [](const Vec& a, const Vec& b) { return a.x == b.x && a.y == b.y; }),
                points.end());
   if (points.size() < 3) return points;
-  std::vector<Vec> hull(2 * points.size());
+  std::vector<std::uint32_t> chain(2 * points.size());
   std::size_t k = 0;
-  for (const Vec& p : points) {
-    while (k >= 2 && Cross(hull[k - 2], hull[k - 1], p) <= 0) --k;
-    hull[k++] = p;
+  auto turnsRight = [&](std::size_t i) {
+    return Cross(points[chain[k - 2]], points[chain[k - 1]], points[i]) <= 0;
+  };
+  for (std::size_t i = 0; i < points.size(); ++i) {
+    while (k >= 2 && turnsRight(i)) --k;
+    chain[k++] = std::uint32_t(i);
   }
   for (std::size_t i = points.size() - 1, lower = k + 1; i-- > 0;) {
-    while (k >= lower && Cross(hull[k - 2], hull[k - 1], points[i]) <= 0) --k;
-    hull[k++] = points[i];
+    while (k >= lower && turnsRight(i)) --k;
+    chain[k++] = std::uint32_t(i);
   }
-  hull.resize(k - 1);
+  std::vector<Vec> hull(k - 1);
+  for (std::size_t i = 0; i + 1 < k; ++i) hull[i] = points[chain[i]];
   return hull;
 }
 
@@ -135,7 +142,8 @@ Rectangle MinimumAreaRectangle(const std::vector<Vec>& hull) {
   return best;
 }
 
-Rectangle EnclosingRectangle(const std::vector<Vec>& points) {
+// `points` is sorted and thinned on the way.
+Rectangle EnclosingRectangle(std::vector<Vec>& points) {
   const std::vector<Vec> hull = Hull(points);
   if (hull.size() == 1) return {hull[0], 0, 0, 0};
   if (hull.size() == 2) {
@@ -170,7 +178,10 @@ Region3d<double> BoxOfRegions(const Site& site, const std::vector<ScanRegion>& r
   job.rows.resize(job.rowStart.back());
   Check(site, __LINE__, zParallel_Execute(ScanWorker, &job, pool));
 
+  std::size_t rowsWithCells = 0;
+  for (const RowExtent& row : job.rows) rowsWithCells += row.first >= 0 ? 1 : 0;
   std::vector<Vec> candidates;
+  candidates.reserve(2 * rowsWithCells);
   double zLow = HUGE_VAL, zHigh = -HUGE_VAL;
   for (std::size_t g = 0; g < regions.size(); ++g) {
     const Surface& s = *regions[g].surface;
