@@ -5,7 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "../Common/MaskSurfacePrivate.h"
@@ -39,7 +39,7 @@ struct ScanRegion {
 struct Job {
   std::vector<ScanRegion> regions;
   std::vector<std::size_t> rowStart;  // first flattened row of each region, then the total
-  std::vector<RowExtent> rows;
+  RowExtent* rows = nullptr;
   RowScanner scanner = RowScannerFor(FastestRowScanPath());
 };
 
@@ -72,28 +72,26 @@ zStatus ScanWorker(const zParallelArgs* args, void* context) {
   return zOK;
 }
 
-// Counter-clockwise hull by the monotone chain, collinear points dropped. Sorts `points` in
-// place and keeps the chain as indices: on large regions fresh scratch memory (page faults) cost
-// more than the hull itself.
-std::vector<Vec> Hull(std::vector<Vec>& points) {
-  std::sort(points.begin(), points.end(),
+// Counter-clockwise hull by the monotone chain, collinear points dropped. Sorts and thins the
+// n points in place and keeps the chain as indices in `chain` (room for 2n).
+std::vector<Vec> Hull(Vec* points, std::size_t n, std::size_t* chain) {
+  std::sort(points, points + n,
             [](const Vec& a, const Vec& b) { return a.x < b.x || (a.x == b.x && a.y < b.y); });
-  points.erase(std::unique(points.begin(), points.end(),
-                           [](const Vec& a, const Vec& b) { return a.x == b.x && a.y == b.y; }),
-               points.end());
-  if (points.size() < 3) return points;
-  std::vector<std::uint32_t> chain(2 * points.size());
+  n = std::size_t(std::unique(points, points + n,
+                              [](const Vec& a, const Vec& b) { return a.x == b.x && a.y == b.y; }) -
+                  points);
+  if (n < 3) return std::vector<Vec>(points, points + n);
   std::size_t k = 0;
   auto turnsRight = [&](std::size_t i) {
     return Cross(points[chain[k - 2]], points[chain[k - 1]], points[i]) <= 0;
   };
-  for (std::size_t i = 0; i < points.size(); ++i) {
+  for (std::size_t i = 0; i < n; ++i) {
     while (k >= 2 && turnsRight(i)) --k;
-    chain[k++] = std::uint32_t(i);
+    chain[k++] = i;
   }
-  for (std::size_t i = points.size() - 1, lower = k + 1; i-- > 0;) {
+  for (std::size_t i = n - 1, lower = k + 1; i-- > 0;) {
     while (k >= lower && turnsRight(i)) --k;
-    chain[k++] = std::uint32_t(i);
+    chain[k++] = i;
   }
   std::vector<Vec> hull(k - 1);
   for (std::size_t i = 0; i + 1 < k; ++i) hull[i] = points[chain[i]];
@@ -142,9 +140,9 @@ Rectangle MinimumAreaRectangle(const std::vector<Vec>& hull) {
   return best;
 }
 
-// `points` is sorted and thinned on the way.
-Rectangle EnclosingRectangle(std::vector<Vec>& points) {
-  const std::vector<Vec> hull = Hull(points);
+// The n points are sorted and thinned on the way; `chain` has room for 2n indices.
+Rectangle EnclosingRectangle(Vec* points, std::size_t n, std::size_t* chain) {
+  const std::vector<Vec> hull = Hull(points, n, chain);
   if (hull.size() == 1) return {hull[0], 0, 0, 0};
   if (hull.size() == 2) {
     const Vec d{hull[1].x - hull[0].x, hull[1].y - hull[0].y};
@@ -164,6 +162,45 @@ double NormalisedDegrees(double radians) {
   return degrees;
 }
 
+// The scratch memory of one call in a single block: the extent of every row, the hull
+// candidates (two per row) and the hull chain (two indices per candidate). One block because the
+// allocator keeps the pages of a large block it has once handed back for the next block of that
+// size, while separate buffers got trimmed and faulted in afresh on every call: on a 4096-row
+// region that cost as much as the scan itself.
+class Scratch {
+ public:
+  explicit Scratch(std::size_t rows)
+      : block_(new unsigned char[rows * (kPointBytes + kChainBytes + sizeof(RowExtent))]) {
+    unsigned char* at = block_.get();
+    points_ = Create<Vec>(at, 2 * rows);
+    chain_ = Create<std::size_t>(at + rows * kPointBytes, 4 * rows);
+    rows_ = Create<RowExtent>(at + rows * (kPointBytes + kChainBytes), rows);
+  }
+  Vec* Points() { return points_; }
+  std::size_t* Chain() { return chain_; }
+  RowExtent* Rows() { return rows_; }
+
+ private:
+  static constexpr std::size_t kPointBytes = 2 * sizeof(Vec);
+  static constexpr std::size_t kChainBytes = 4 * sizeof(std::size_t);
+  static_assert(alignof(Vec) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__ &&
+                    kPointBytes % alignof(std::size_t) == 0 &&
+                    (kPointBytes + kChainBytes) % alignof(RowExtent) == 0,
+                "each part of the block starts aligned for its type");
+
+  template <typename T>
+  static T* Create(unsigned char* at, std::size_t count) {
+    T* first = reinterpret_cast<T*>(at);
+    std::uninitialized_default_construct_n(first, count);
+    return first;
+  }
+
+  std::unique_ptr<unsigned char[]> block_;
+  Vec* points_;
+  std::size_t* chain_;
+  RowExtent* rows_;
+};
+
 // The box around the valid cells of the regions, scanned in parallel on `pool`.
 Region3d<double> BoxOfRegions(const Site& site, const std::vector<ScanRegion>& regions,
                               void* pool) {
@@ -174,14 +211,14 @@ Region3d<double> BoxOfRegions(const Site& site, const std::vector<ScanRegion>& r
     job.rowStart.push_back(job.rowStart.back() + std::size_t(r.cells.rect.height));
   }
   Region3d<double> box;
-  if (job.rowStart.back() == 0) return box;
-  job.rows.resize(job.rowStart.back());
+  const std::size_t rowCount = job.rowStart.back();
+  if (rowCount == 0) return box;
+  Scratch scratch(rowCount);
+  job.rows = scratch.Rows();
   Check(site, __LINE__, zParallel_Execute(ScanWorker, &job, pool));
 
-  std::size_t rowsWithCells = 0;
-  for (const RowExtent& row : job.rows) rowsWithCells += row.first >= 0 ? 1 : 0;
-  std::vector<Vec> candidates;
-  candidates.reserve(2 * rowsWithCells);
+  Vec* candidates = scratch.Points();
+  std::size_t count = 0;
   double zLow = HUGE_VAL, zHigh = -HUGE_VAL;
   for (std::size_t g = 0; g < regions.size(); ++g) {
     const Surface& s = *regions[g].surface;
@@ -190,8 +227,8 @@ Region3d<double> BoxOfRegions(const Site& site, const std::vector<ScanRegion>& r
       const RowExtent& row = job.rows[job.rowStart[g] + std::size_t(r)];
       if (row.first < 0) continue;
       const double y = s.offset.y + double(rect.y + r) * s.scale.y;
-      candidates.push_back({s.offset.x + double(rect.x + row.first) * s.scale.x, y});
-      candidates.push_back({s.offset.x + double(rect.x + row.last) * s.scale.x, y});
+      candidates[count++] = {s.offset.x + double(rect.x + row.first) * s.scale.x, y};
+      candidates[count++] = {s.offset.x + double(rect.x + row.last) * s.scale.x, y};
       // The scale may be negative: compare world heights.
       const double a = s.offset.z + double(row.low) * s.scale.z;
       const double b = s.offset.z + double(row.high) * s.scale.z;
@@ -199,8 +236,8 @@ Region3d<double> BoxOfRegions(const Site& site, const std::vector<ScanRegion>& r
       zHigh = std::max({zHigh, a, b});
     }
   }
-  if (candidates.empty()) return box;
-  const Rectangle rect = EnclosingRectangle(candidates);
+  if (count == 0) return box;
+  const Rectangle rect = EnclosingRectangle(candidates, count, scratch.Chain());
   box.x = rect.center.x;
   box.y = rect.center.y;
   box.z = zLow + (zHigh - zLow) / 2;

@@ -261,6 +261,7 @@ RO_AVX512 short MaxOf(__m512i v) {
   return *std::max_element(s, s + 32);
 }
 
+constexpr int kAhead = 2048;
 RO_AVX512 RowExtent ScanAvx512(const short* heights, const unsigned char* mask, int n) {
   RowExtent out;
   const int first = FirstValidAvx512(heights, mask, n);
@@ -275,6 +276,8 @@ RO_AVX512 RowExtent ScanAvx512(const short* heights, const unsigned char* mask, 
   int c = first;
   if (mask) {
     for (; c + 32 <= end; c += 32) {
+      _mm_prefetch(reinterpret_cast<const char*>(heights + c + kAhead), _MM_HINT_T0);
+      _mm_prefetch(reinterpret_cast<const char*>(mask + c + kAhead), _MM_HINT_T0);
       const __m512i h = _mm512_loadu_si512(heights + c);
       const __m256i m = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(mask + c));
       const __mmask32 valid = _mm512_cmpneq_epi16_mask(h, nullHeight) & _mm256_test_epi8_mask(m, m);
