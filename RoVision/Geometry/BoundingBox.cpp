@@ -5,11 +5,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
 #include <vector>
-
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
 
 #include "../Common/MaskSurfacePrivate.h"
 #include "../Fitting/FitPrivate.h"
@@ -31,13 +28,6 @@ double Cross(const Vec& o, const Vec& a, const Vec& b) {
   return (a.x - o.x) * (b.y - o.y) - (a.y - o.y) * (b.x - o.x);
 }
 
-// The outcome of one row: its first and last valid column (first < 0: none) and the range of
-// its valid heights.
-struct RowExtent {
-  int first = -1, last = -1;
-  short low = 32767, high = -32768;
-};
-
 // A region to scan: its cells, and the surface cell of its mask's cell (0, 0) (the rectangle's
 // corner for a rectangle-sized mask, 0, 0 for a surface-sized one).
 struct ScanRegion {
@@ -49,57 +39,13 @@ struct ScanRegion {
 struct Job {
   std::vector<ScanRegion> regions;
   std::vector<std::size_t> rowStart;  // first flattened row of each region, then the total
-  std::vector<RowExtent> rows;
+  RowExtent* rows = nullptr;
+  RowScanner scanner = RowScannerFor(FastestRowScanPath());
 };
 
-#if defined(__SSE2__)
-// Bit 2i of the result is set when cell c + i is valid (eight cells, two bits per cell).
-int ValidBits(const short* heights, const unsigned char* mask, int c) {
-  const __m128i zero = _mm_setzero_si128();
-  const __m128i h = _mm_loadu_si128(reinterpret_cast<const __m128i*>(heights + c));
-  __m128i invalid = _mm_cmpeq_epi16(h, _mm_set1_epi16(-32768));
-  if (mask) {
-    const __m128i m =
-        _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(mask + c)), zero);
-    invalid = _mm_or_si128(invalid, _mm_cmpeq_epi16(m, zero));
-  }
-  return ~_mm_movemask_epi8(invalid) & 0xffff;
-}
-#endif
-
-bool Valid(const short* heights, const unsigned char* mask, int c) {
-  return heights[c] != -32768 && (!mask || mask[c] != 0);
-}
-
-// The first valid cell of [0, n), or n.
-int FirstValid(const short* heights, const unsigned char* mask, int n) {
-  int c = 0;
-#if defined(__SSE2__)
-  for (; c + 8 <= n; c += 8) {
-    const int bits = ValidBits(heights, mask, c);
-    if (bits) return c + __builtin_ctz(unsigned(bits)) / 2;
-  }
-#endif
-  while (c < n && !Valid(heights, mask, c)) ++c;
-  return c;
-}
-
-// The last valid cell of [0, n), or -1.
-int LastValid(const short* heights, const unsigned char* mask, int n) {
-  int c = n;
-#if defined(__SSE2__)
-  for (; c - 8 >= 0; c -= 8) {
-    const int bits = ValidBits(heights, mask, c - 8);
-    if (bits) return c - 8 + (31 - __builtin_clz(unsigned(bits))) / 2;
-  }
-#endif
-  while (c > 0 && !Valid(heights, mask, c - 1)) --c;
-  return c - 1;
-}
-
-// The row ends come from two short searches from either side; the height range is then one pass
+// The row ends come from short searches from either side; the height range is then one pass
 // over the cells between them.
-void ScanRow(const ScanRegion& scan, int r, RowExtent& out) {
+void ScanRow(RowScanner scanner, const ScanRegion& scan, int r, RowExtent& out) {
   const HeightRegion& region = scan.cells;
   const int row = region.rect.y + r;
   const short* heights =
@@ -108,16 +54,7 @@ void ScanRow(const ScanRegion& scan, int r, RowExtent& out) {
       region.mask ? static_cast<const unsigned char*>(zArray2_Row(region.mask, row - scan.maskY)) +
                         (region.rect.x - scan.maskX)
                   : nullptr;
-  const int width = region.rect.width;
-  const int first = FirstValid(heights, mask, width);
-  if (first == width) {
-    out = RowExtent{};
-    return;
-  }
-  const int last = LastValid(heights, mask, width);
-  short low, high;
-  HeightRange(heights + first, mask ? mask + first : nullptr, last - first + 1, low, high);
-  out = {first, last, low, high};
+  out = scanner(heights, mask, region.rect.width);
 }
 
 zStatus ScanWorker(const zParallelArgs* args, void* context) {
@@ -130,30 +67,34 @@ zStatus ScanWorker(const zParallelArgs* args, void* context) {
       1;
   for (zSize i = begin; i < end; ++i) {
     while (i >= job.rowStart[region + 1]) ++region;
-    ScanRow(job.regions[region], int(i - job.rowStart[region]), job.rows[i]);
+    ScanRow(job.scanner, job.regions[region], int(i - job.rowStart[region]), job.rows[i]);
   }
   return zOK;
 }
 
-// Counter-clockwise hull by the monotone chain, collinear points dropped.
-std::vector<Vec> Hull(std::vector<Vec> points) {
-  std::sort(points.begin(), points.end(),
+// Counter-clockwise hull by the monotone chain, collinear points dropped. Sorts and thins the
+// n points in place and keeps the chain as indices in `chain` (room for 2n).
+std::vector<Vec> Hull(Vec* points, std::size_t n, std::size_t* chain) {
+  std::sort(points, points + n,
             [](const Vec& a, const Vec& b) { return a.x < b.x || (a.x == b.x && a.y < b.y); });
-  points.erase(std::unique(points.begin(), points.end(),
-                           [](const Vec& a, const Vec& b) { return a.x == b.x && a.y == b.y; }),
-               points.end());
-  if (points.size() < 3) return points;
-  std::vector<Vec> hull(2 * points.size());
+  n = std::size_t(std::unique(points, points + n,
+                              [](const Vec& a, const Vec& b) { return a.x == b.x && a.y == b.y; }) -
+                  points);
+  if (n < 3) return std::vector<Vec>(points, points + n);
   std::size_t k = 0;
-  for (const Vec& p : points) {
-    while (k >= 2 && Cross(hull[k - 2], hull[k - 1], p) <= 0) --k;
-    hull[k++] = p;
+  auto turnsRight = [&](std::size_t i) {
+    return Cross(points[chain[k - 2]], points[chain[k - 1]], points[i]) <= 0;
+  };
+  for (std::size_t i = 0; i < n; ++i) {
+    while (k >= 2 && turnsRight(i)) --k;
+    chain[k++] = i;
   }
-  for (std::size_t i = points.size() - 1, lower = k + 1; i-- > 0;) {
-    while (k >= lower && Cross(hull[k - 2], hull[k - 1], points[i]) <= 0) --k;
-    hull[k++] = points[i];
+  for (std::size_t i = n - 1, lower = k + 1; i-- > 0;) {
+    while (k >= lower && turnsRight(i)) --k;
+    chain[k++] = i;
   }
-  hull.resize(k - 1);
+  std::vector<Vec> hull(k - 1);
+  for (std::size_t i = 0; i + 1 < k; ++i) hull[i] = points[chain[i]];
   return hull;
 }
 
@@ -199,8 +140,9 @@ Rectangle MinimumAreaRectangle(const std::vector<Vec>& hull) {
   return best;
 }
 
-Rectangle EnclosingRectangle(const std::vector<Vec>& points) {
-  const std::vector<Vec> hull = Hull(points);
+// The n points are sorted and thinned on the way; `chain` has room for 2n indices.
+Rectangle EnclosingRectangle(Vec* points, std::size_t n, std::size_t* chain) {
+  const std::vector<Vec> hull = Hull(points, n, chain);
   if (hull.size() == 1) return {hull[0], 0, 0, 0};
   if (hull.size() == 2) {
     const Vec d{hull[1].x - hull[0].x, hull[1].y - hull[0].y};
@@ -220,58 +162,44 @@ double NormalisedDegrees(double radians) {
   return degrees;
 }
 
-}  // namespace
-
-void HeightRangeScalar(const short* heights, const unsigned char* mask, int n, short& low,
-                       short& high) {
-  low = 32767;
-  high = -32768;
-  for (int c = 0; c < n; ++c) {
-    const short h = heights[c];
-    if (h == -32768 || (mask && mask[c] == 0)) continue;
-    low = std::min(low, h);
-    high = std::max(high, h);
+// The scratch memory of one call in a single block: the extent of every row, the hull
+// candidates (two per row) and the hull chain (two indices per candidate). One block because the
+// allocator keeps the pages of a large block it has once handed back for the next block of that
+// size, while separate buffers got trimmed and faulted in afresh on every call: on a 4096-row
+// region that cost as much as the scan itself.
+class Scratch {
+ public:
+  explicit Scratch(std::size_t rows)
+      : block_(new unsigned char[rows * (kPointBytes + kChainBytes + sizeof(RowExtent))]) {
+    unsigned char* at = block_.get();
+    points_ = Create<Vec>(at, 2 * rows);
+    chain_ = Create<std::size_t>(at + rows * kPointBytes, 4 * rows);
+    rows_ = Create<RowExtent>(at + rows * (kPointBytes + kChainBytes), rows);
   }
-}
+  Vec* Points() { return points_; }
+  std::size_t* Chain() { return chain_; }
+  RowExtent* Rows() { return rows_; }
 
-// Eight cells per step: a cell that is null or masked out becomes 32767 for the minimum and
-// -32768 for the maximum, so it leaves both alone. Four to five times the scalar loop's speed.
-void HeightRange(const short* heights, const unsigned char* mask, int n, short& low, short& high) {
-  int c = 0;
-#if defined(__SSE2__)
-  __m128i lows = _mm_set1_epi16(32767), highs = _mm_set1_epi16(-32768);
-  const __m128i nullHeight = _mm_set1_epi16(-32768), zero = _mm_setzero_si128();
-  for (; c + 8 <= n; c += 8) {
-    const __m128i h = _mm_loadu_si128(reinterpret_cast<const __m128i*>(heights + c));
-    __m128i invalid = _mm_cmpeq_epi16(h, nullHeight);
-    if (mask) {
-      const __m128i m =
-          _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(mask + c)), zero);
-      invalid = _mm_or_si128(invalid, _mm_cmpeq_epi16(m, zero));
-    }
-    // invalid lanes: 0x7fff for the minimum (all ones shifted right), 0x8000 for the maximum.
-    const __m128i forLow = _mm_or_si128(_mm_andnot_si128(invalid, h), _mm_srli_epi16(invalid, 1));
-    const __m128i forHigh =
-        _mm_or_si128(_mm_andnot_si128(invalid, h), _mm_and_si128(invalid, nullHeight));
-    lows = _mm_min_epi16(lows, forLow);
-    highs = _mm_max_epi16(highs, forHigh);
+ private:
+  static constexpr std::size_t kPointBytes = 2 * sizeof(Vec);
+  static constexpr std::size_t kChainBytes = 4 * sizeof(std::size_t);
+  static_assert(alignof(Vec) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__ &&
+                    kPointBytes % alignof(std::size_t) == 0 &&
+                    (kPointBytes + kChainBytes) % alignof(RowExtent) == 0,
+                "each part of the block starts aligned for its type");
+
+  template <typename T>
+  static T* Create(unsigned char* at, std::size_t count) {
+    T* first = reinterpret_cast<T*>(at);
+    std::uninitialized_default_construct_n(first, count);
+    return first;
   }
-  alignas(16) short l[8], hi[8];
-  _mm_store_si128(reinterpret_cast<__m128i*>(l), lows);
-  _mm_store_si128(reinterpret_cast<__m128i*>(hi), highs);
-  low = *std::min_element(l, l + 8);
-  high = *std::max_element(hi, hi + 8);
-#else
-  low = 32767;
-  high = -32768;
-#endif
-  short tailLow, tailHigh;
-  HeightRangeScalar(heights + c, mask ? mask + c : nullptr, n - c, tailLow, tailHigh);
-  low = std::min(low, tailLow);
-  high = std::max(high, tailHigh);
-}
 
-namespace {
+  std::unique_ptr<unsigned char[]> block_;
+  Vec* points_;
+  std::size_t* chain_;
+  RowExtent* rows_;
+};
 
 // The box around the valid cells of the regions, scanned in parallel on `pool`.
 Region3d<double> BoxOfRegions(const Site& site, const std::vector<ScanRegion>& regions,
@@ -283,11 +211,14 @@ Region3d<double> BoxOfRegions(const Site& site, const std::vector<ScanRegion>& r
     job.rowStart.push_back(job.rowStart.back() + std::size_t(r.cells.rect.height));
   }
   Region3d<double> box;
-  if (job.rowStart.back() == 0) return box;
-  job.rows.resize(job.rowStart.back());
+  const std::size_t rowCount = job.rowStart.back();
+  if (rowCount == 0) return box;
+  Scratch scratch(rowCount);
+  job.rows = scratch.Rows();
   Check(site, __LINE__, zParallel_Execute(ScanWorker, &job, pool));
 
-  std::vector<Vec> candidates;
+  Vec* candidates = scratch.Points();
+  std::size_t count = 0;
   double zLow = HUGE_VAL, zHigh = -HUGE_VAL;
   for (std::size_t g = 0; g < regions.size(); ++g) {
     const Surface& s = *regions[g].surface;
@@ -296,8 +227,8 @@ Region3d<double> BoxOfRegions(const Site& site, const std::vector<ScanRegion>& r
       const RowExtent& row = job.rows[job.rowStart[g] + std::size_t(r)];
       if (row.first < 0) continue;
       const double y = s.offset.y + double(rect.y + r) * s.scale.y;
-      candidates.push_back({s.offset.x + double(rect.x + row.first) * s.scale.x, y});
-      candidates.push_back({s.offset.x + double(rect.x + row.last) * s.scale.x, y});
+      candidates[count++] = {s.offset.x + double(rect.x + row.first) * s.scale.x, y};
+      candidates[count++] = {s.offset.x + double(rect.x + row.last) * s.scale.x, y};
       // The scale may be negative: compare world heights.
       const double a = s.offset.z + double(row.low) * s.scale.z;
       const double b = s.offset.z + double(row.high) * s.scale.z;
@@ -305,8 +236,8 @@ Region3d<double> BoxOfRegions(const Site& site, const std::vector<ScanRegion>& r
       zHigh = std::max({zHigh, a, b});
     }
   }
-  if (candidates.empty()) return box;
-  const Rectangle rect = EnclosingRectangle(candidates);
+  if (count == 0) return box;
+  const Rectangle rect = EnclosingRectangle(candidates, count, scratch.Chain());
   box.x = rect.center.x;
   box.y = rect.center.y;
   box.z = zLow + (zHigh - zLow) / 2;

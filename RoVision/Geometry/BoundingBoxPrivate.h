@@ -1,5 +1,5 @@
-// Private to the geometry module: the height-range kernels of GetBoundingBox, exported only so
-// that the unit tests can hold the vectorised path against the scalar one.
+// Private to the geometry module: the row scan of GetBoundingBox, exported only so that the unit
+// tests can hold every vectorised path against the scalar one.
 #ifndef ROVISION_GEOMETRY_BOUNDINGBOXPRIVATE_H
 #define ROVISION_GEOMETRY_BOUNDINGBOXPRIVATE_H
 
@@ -8,13 +8,31 @@
 namespace Ro {
 namespace Vision {
 
-// The lowest and highest height of the cells [0, n) that are not -32768 and whose mask byte is
-// non-zero (mask may be null: every non-null cell). With no such cell low stays 32767 and high
-// -32768. Both functions give the same values for the same input.
-RO_API void HeightRangeScalar(const short* heights, const unsigned char* mask, int n, short& low,
-                              short& high);
-RO_API void HeightRange(const short* heights, const unsigned char* mask, int n, short& low,
-                        short& high);
+// The valid cells of one row (height not -32768 and, with a mask, mask byte non-zero): the first
+// and the last valid column (both -1 when the row has none) and the lowest and highest valid
+// height (32767 and -32768 when it has none).
+struct RowExtent {
+  int first = -1, last = -1;
+  short low = 32767, high = -32768;
+};
+
+// The instruction sets the row scan is written for. Every path gives the same RowExtent for the
+// same cells; the scalar one is the plain definition the others are tested against.
+enum class RowScanPath { kScalar, kSse2, kAvx2, kAvx512 };
+
+// Whether `path` is compiled in and this processor (and its operating system) runs it.
+RO_API bool RowScanPathSupported(RowScanPath path);
+// The fastest supported path (AVX-512, AVX2, SSE2, scalar), from the processor's features.
+RO_API RowScanPath FastestRowScanPath();
+
+// The extent of the cells [0, n) of one row; `mask` may be null (every non-null cell is valid).
+// `path` must be supported.
+RO_API RowExtent ScanRowCells(RowScanPath path, const short* heights, const unsigned char* mask,
+                              int n);
+
+// The kernel behind ScanRowCells for `path`, for callers that scan many rows with one path.
+using RowScanner = RowExtent (*)(const short* heights, const unsigned char* mask, int n);
+RowScanner RowScannerFor(RowScanPath path);
 
 }  // namespace Vision
 }  // namespace Ro

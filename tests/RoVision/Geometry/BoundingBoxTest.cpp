@@ -233,27 +233,75 @@ TEST(GetBoundingBox, ListOfRegionsIsIndependentOfTheTaskCount) {
               1e-5 * reference.width * reference.length);
 }
 
-TEST(GetBoundingBox, VectorisedHeightRangeEqualsScalar) {
+// Every vectorised row scan against the scalar one on random rows: lengths around each vector
+// width, rows that start and end at odd offsets of their buffer, long runs of zero mask (the
+// paths skip those by whole blocks) and null heights under a set mask byte.
+TEST(GetBoundingBox, EveryRowScanPathEqualsTheScalarOne) {
+  const std::vector<rv::RowScanPath> paths = {rv::RowScanPath::kSse2, rv::RowScanPath::kAvx2,
+                                              rv::RowScanPath::kAvx512};
   std::mt19937 random(11);
-  std::uniform_int_distribution<int> h(-32768, 32767), pick(0, 3);
-  for (int n : {0, 1, 7, 8, 9, 31, 200}) {
-    for (int trial = 0; trial < 20; ++trial) {
-      std::vector<short> heights(std::size_t(n) + 1);
-      std::vector<unsigned char> mask(std::size_t(n) + 1);
+  std::uniform_int_distribution<int> h(-32768, 32767), pick(0, 3), offset(0, 7);
+  int compared = 0;
+  for (int n : {0, 1, 7, 8, 9, 15, 16, 17, 31, 32, 33, 63, 64, 65, 95, 129, 200, 1000}) {
+    for (int trial = 0; trial < 40; ++trial) {
+      const std::size_t start = std::size_t(offset(random));
+      std::vector<short> heights(start + std::size_t(n) + 1);
+      std::vector<unsigned char> mask(start + std::size_t(n) + 1);
+      // Cells valid only inside a random window [lo, hi), so the row ends move.
+      std::uniform_int_distribution<int> cell(0, std::max(n, 1));
+      int lo = cell(random), hi = cell(random);
+      if (lo > hi) std::swap(lo, hi);
+      const int density = trial % 4;  // 0: sparse, 3: dense
       for (int i = 0; i < n; ++i) {
-        heights[std::size_t(i)] = pick(random) == 0 ? short(-32768) : short(h(random));
-        mask[std::size_t(i)] = pick(random) == 0 ? 0 : 1;
+        const bool inside = i >= lo && i < hi;
+        // Nulls, and the extreme valid heights that the vector reductions must not lose.
+        const int kind = pick(random) + 4 * (pick(random) == 0);
+        heights[start + std::size_t(i)] = kind == 0   ? short(-32768)
+                                          : kind == 4 ? short(32767)
+                                          : kind == 5 ? short(-32767)
+                                                      : short(h(random));
+        mask[start + std::size_t(i)] =
+            inside && pick(random) < density + 1 ? static_cast<unsigned char>(1 + pick(random)) : 0;
       }
+      const short* row = heights.data() + start;
       for (const unsigned char* m : {static_cast<const unsigned char*>(nullptr),
-                                     static_cast<const unsigned char*>(mask.data())}) {
-        short l1, h1, l2, h2;
-        rv::HeightRangeScalar(heights.data(), m, n, l1, h1);
-        rv::HeightRange(heights.data(), m, n, l2, h2);
-        EXPECT_EQ(l1, l2) << n;
-        EXPECT_EQ(h1, h2) << n;
+                                     static_cast<const unsigned char*>(mask.data() + start)}) {
+        const rv::RowExtent expected = rv::ScanRowCells(rv::RowScanPath::kScalar, row, m, n);
+        for (rv::RowScanPath path : paths) {
+          if (!rv::RowScanPathSupported(path)) continue;
+          const rv::RowExtent got = rv::ScanRowCells(path, row, m, n);
+          const int p = static_cast<int>(path);
+          EXPECT_EQ(got.first, expected.first) << "path " << p << " n " << n;
+          EXPECT_EQ(got.last, expected.last) << "path " << p << " n " << n;
+          EXPECT_EQ(got.low, expected.low) << "path " << p << " n " << n;
+          EXPECT_EQ(got.high, expected.high) << "path " << p << " n " << n;
+          ++compared;
+        }
       }
     }
   }
+  EXPECT_GT(compared, 0);
+}
+
+// The scalar scan itself against a hand-written row.
+TEST(GetBoundingBox, ScalarRowScan) {
+  const short heights[] = {5, -32768, 7, -3, 9, 4, -32768};
+  const unsigned char mask[] = {0, 1, 1, 1, 0, 1, 1};
+  const rv::RowExtent masked = rv::ScanRowCells(rv::RowScanPath::kScalar, heights, mask, 7);
+  EXPECT_EQ(masked.first, 2);
+  EXPECT_EQ(masked.last, 5);
+  EXPECT_EQ(masked.low, -3);
+  EXPECT_EQ(masked.high, 7);
+  const rv::RowExtent whole = rv::ScanRowCells(rv::RowScanPath::kScalar, heights, nullptr, 7);
+  EXPECT_EQ(whole.first, 0);
+  EXPECT_EQ(whole.last, 5);
+  EXPECT_EQ(whole.low, -3);
+  EXPECT_EQ(whole.high, 9);
+  const rv::RowExtent none = rv::ScanRowCells(rv::RowScanPath::kScalar, heights + 1, mask + 6, 1);
+  EXPECT_EQ(none.first, -1);
+  EXPECT_EQ(none.last, -1);
+  EXPECT_EQ(none.low, 32767);
+  EXPECT_EQ(none.high, -32768);
 }
 
 TEST(GetBoundingBox, BadRegionsRaise) {
