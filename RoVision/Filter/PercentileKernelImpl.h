@@ -318,7 +318,11 @@ class TileRank {
     }
     zStatus status = LayKernel();
     if (status != zOK) return status;
-    const std::size_t columnBytes = (xb_ - xa_) * PerColumn() * sizeof(Count);
+    // Columns from the one a step at x0 drops to the last one a step at x1 - 1 adds; those
+    // outside the map stay empty, so that no step needs to check for the map's edges.
+    firstColumn_ = static_cast<std::ptrdiff_t>(x0) - static_cast<std::ptrdiff_t>(job_.halfX) - 1;
+    nc_ = (x1 - x0) + 2 * job_.halfX + 1;
+    const std::size_t columnBytes = nc_ * PerColumn() * sizeof(Count);
     if (columnBytes > kMaxColumnBytes) {
       RunDirect(y0, y1, x0, x1);
       return zOK;
@@ -369,7 +373,6 @@ class TileRank {
   // Carves the tile's column histograms from their work block (all zero: every tile takes out
   // again what it put in).
   zStatus LayColumns() {
-    nc_ = xb_ - xa_;
     void* block = nullptr;
     const zStatus status = columnsBlock_.Reserve(nc_ * PerColumn() * sizeof(Count), &block);
     if (status != zOK) return status;
@@ -379,7 +382,8 @@ class TileRank {
   }
 
   // Carves the window's histograms from their work block, all zero. The cumulative coarse
-  // histogram follows a block of zeros, so that the count below bin 0 reads as 0.
+  // histogram follows a block of zeros, so that the count below bin 0 reads as 0; room for one
+  // raw histogram of either level follows the fine ones.
   zStatus LayKernel() {
     const std::size_t stamps = 2 * nb_ * sizeof(std::uint64_t);
     const std::size_t counts = (kBlock + nbPad_ + span_ + kMaxBins) * sizeof(Count);
@@ -400,8 +404,9 @@ class TileRank {
   void UpdateColumns(std::size_t y, Count delta) {
     const T* row = InRow(y) + xa_;
     const std::size_t nc = xb_ - xa_;
-    Count* coarse = coarse_;
-    Count* fine = fine_;
+    const std::size_t slot = Local(static_cast<std::ptrdiff_t>(xa_));
+    Count* coarse = coarse_ + slot * nbPad_;
+    Count* fine = fine_ + slot * span_;
     for (std::size_t c = 0; c < nc; ++c, coarse += nbPad_, fine += span_) {
       const std::uint16_t key = KeyOf(row[c]);
       if (key == 0) continue;
@@ -456,37 +461,25 @@ class TileRank {
     direct_ = false;
   }
 
-  // Local index of map column x, or -1 when x is outside the map.
-  std::ptrdiff_t Local(std::ptrdiff_t x) const {
-    return x < 0 || x >= static_cast<std::ptrdiff_t>(job_.columns)
-               ? -1
-               : x - static_cast<std::ptrdiff_t>(xa_);
-  }
+  // The slot of map column x (which may lie outside the map) among the tile's columns.
+  std::size_t Local(std::ptrdiff_t x) const { return static_cast<std::size_t>(x - firstColumn_); }
 
-  const Count* CoarseOf(std::ptrdiff_t c) const {
-    return c < 0 ? Zeros<Count>() : coarse_ + c * nbPad_;
-  }
-  const Count* FineOf(std::ptrdiff_t c, std::size_t b) const {
-    return c < 0 ? Zeros<Count>() : fine_ + c * span_ + b * width_;
-  }
+  const Count* CoarseOf(std::size_t c) const { return coarse_ + c * nbPad_; }
+  const Count* FineOf(std::size_t c, std::size_t b) const { return fine_ + c * span_ + b * width_; }
 
   void SweepRow(std::size_t y, std::size_t x0, std::size_t x1, std::uint64_t serial) {
     const auto hx = static_cast<std::ptrdiff_t>(job_.halfX);
     const auto sx0 = static_cast<std::ptrdiff_t>(x0);
+    SumHistograms(kRawFine_, CoarseOf(Local(sx0 - hx)), nbPad_, 2 * job_.halfX + 1, nbPad_);
     std::memset(kCumulative_, 0, nbPad_ * sizeof(Count));
-    for (std::ptrdiff_t x = sx0 - hx; x <= sx0 + hx; ++x) {
-      const std::ptrdiff_t c = Local(x);
-      if (c >= 0) AddSubRunning(kCumulative_, CoarseOf(c), Zeros<Count>(), nbPad_);
-    }
+    AddSubRunning(kCumulative_, kRawFine_, Zeros<Count>(), nbPad_);
     const T* own = InRow(y);
     T* out = OutRow(y);
     lastBin_ = nb_;  // none yet
     for (std::size_t x = x0; x < x1; ++x) {
       const auto sx = static_cast<std::ptrdiff_t>(x);
       if (x > x0) {
-        const std::ptrdiff_t in = Local(sx + hx);
-        const std::ptrdiff_t gone = Local(sx - hx - 1);
-        AddSubRunning(kCumulative_, CoarseOf(in), CoarseOf(gone), nbPad_);
+        AddSubRunning(kCumulative_, CoarseOf(Local(sx + hx)), CoarseOf(Local(sx - hx - 1)), nbPad_);
         // The rank usually stays in the coarse bin of the last cell: bring that bin's fine
         // histogram along before the search, so that its loads need not wait for the search.
         if (lastBin_ < nb_) UpdateFine(lastBin_, sx, serial);
@@ -582,11 +575,8 @@ class TileRank {
         return;
       }
     }
-    // The window's columns within the map, summed raw, then one running sum.
-    const auto columns = static_cast<std::ptrdiff_t>(job_.columns);
-    const std::ptrdiff_t first = x - hx < 0 ? 0 : x - hx;
-    const std::ptrdiff_t last = x + hx < columns ? x + hx : columns - 1;
-    SumHistograms(kRawFine_, FineOf(Local(first), b), span_, std::size_t(last - first + 1), width_);
+    // The window's columns summed raw, then one running sum.
+    SumHistograms(kRawFine_, FineOf(Local(x - hx), b), span_, 2 * job_.halfX + 1, width_);
     std::memset(fine, 0, width_ * sizeof(Count));
     AddSubRunning(fine, kRawFine_, Zeros<Count>(), width_);
     fineRow_[b] = serial;
@@ -596,7 +586,9 @@ class TileRank {
   const Job& job_;
   Scratch& columnsBlock_;
   Scratch& kernelBlock_;
-  std::size_t xa_ = 0, xb_ = 0, nc_ = 0;
+  std::size_t xa_ = 0, xb_ = 0;     // the map columns of the tile's reach
+  std::ptrdiff_t firstColumn_ = 0;  // the map column of the first column histogram
+  std::size_t nc_ = 0;              // column histograms
   std::size_t keyLow_ = 0;
   unsigned shift_ = kMinShift;
   std::size_t width_ = 0, nb_ = 0, nbPad_ = 0, span_ = 0;
