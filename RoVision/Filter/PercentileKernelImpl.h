@@ -494,7 +494,8 @@ class TileRank {
   }
 
   // No branch on the fraction: low + (high - low) * 0 is low.
-  T Percentile(std::size_t n, std::ptrdiff_t x, std::uint64_t serial) {
+  __attribute__((always_inline)) T Percentile(std::size_t n, std::ptrdiff_t x,
+                                              std::uint64_t serial) {
     const Rank at =
         n < job_.rankCount ? job_.ranks[n] : percentile_kernel::RankOf(n, job_.percentile);
     std::uint16_t next = 0;
