@@ -351,8 +351,11 @@ class TileRank {
   T* OutRow(std::size_t y) const { return static_cast<T*>(job_.output) + y * job_.columns; }
 
   // Bins for the keys of the tile's reach: keys are counted relative to the smallest (keyLow_),
-  // in coarse bins of 2^shift_ fine bins, with shift_ chosen so that there are at most as many
-  // coarse bins as fine bins per coarse bin. False when the reach holds no valid cell.
+  // in coarse bins of 2^shift_ fine bins. The coarse bins are made to fit one vector unless that
+  // would make the fine level more than twice as long as the coarse one: wider fine bins cost
+  // more per step, but the rank leaves its coarse bin less often, and each time it does, a fine
+  // histogram is rebuilt from every column of the window. False when the reach holds no valid
+  // cell.
   bool ChooseBins(std::size_t ya, std::size_t yb) {
     std::uint16_t low = 0xFFFF, high = 0;
     for (std::size_t y = ya; y < yb; ++y) KeyRangeOfRow(InRow(y) + xa_, xb_ - xa_, low, high);
@@ -360,7 +363,10 @@ class TileRank {
     keyLow_ = low;
     const std::size_t span = std::size_t(high) - low;
     shift_ = kMinShift;
-    while (shift_ < kMaxShift && (span >> shift_) + 1 > (std::size_t(1) << shift_)) ++shift_;
+    auto coarseBins = [&] { return (span >> shift_) + 1; };
+    while (shift_ < kMaxShift && coarseBins() > kBlock && 2 * coarseBins() > (1u << shift_)) {
+      ++shift_;
+    }
     width_ = std::size_t(1) << shift_;
     nb_ = (span >> shift_) + 1;
     nbPad_ = (nb_ + kBlock - 1) / kBlock * kBlock;
