@@ -101,8 +101,8 @@ void BM_CvMedian16U(benchmark::State& state) {
   }
 }
 
-BENCHMARK(BM_FilterPercentile)->Arg(5)->Arg(31)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_HistogramPath)->Arg(5)->Arg(31)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_FilterPercentile)->Arg(5)->Arg(7)->Arg(31)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_HistogramPath)->Arg(5)->Arg(7)->Arg(31)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_CvMedian16U)->Arg(5)->Unit(benchmark::kMillisecond);
 
 // Keeps each run's time per iteration to print the ratios at the end.

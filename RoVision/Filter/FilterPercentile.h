@@ -28,7 +28,7 @@ namespace Vision {
 //
 // Cost per cell does not grow with the window: a sliding two-level histogram over per-column
 // histograms, so a window adds one column and drops one per step; the bins follow the value range
-// of each tile of the map. Windows of at most 25 cells are sorted instead (a sorting network, one
+// of each tile of the map. Windows of at most 49 cells are sorted instead (a sorting network, one
 // output per vector lane), which is faster for so few cells and gives the same result. Rows are
 // split over the thread pool `pool` (null: the default pool); the result does not depend on the
 // number of tasks.

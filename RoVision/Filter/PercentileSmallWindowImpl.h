@@ -17,7 +17,7 @@ namespace Vision {
 namespace RO_PERCENTILE_KERNEL_NAMESPACE {
 namespace {
 
-constexpr int kMaxSmallWindow = 25;
+constexpr int kMaxSmallWindow = 49;
 
 // One vector of 16-bit lanes, signed.
 #if defined(__AVX2__)
@@ -99,8 +99,8 @@ inline void CompareExchange(Lanes& a, Lanes& b) {
 // input, which never moves.
 struct Network {
   int count = 0;
-  unsigned char low[192] = {};
-  unsigned char high[192] = {};
+  unsigned char low[544] = {};  // Batcher's network for 64 inputs has 543 comparators
+  unsigned char high[544] = {};
 };
 
 constexpr Network MakeNetwork(int size) {

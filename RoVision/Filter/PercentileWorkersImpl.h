@@ -12,39 +12,11 @@ namespace Vision {
 namespace RO_PERCENTILE_KERNEL_NAMESPACE {
 namespace {
 
-// Windows have odd sides, so their cell counts are odd.
-template <class T>
-zParallelWorker SmallWindowWorker(std::size_t cells) {
-  switch (cells) {
-    case 1:
-      return &SmallWindow<T, 1>;
-    case 3:
-      return &SmallWindow<T, 3>;
-    case 5:
-      return &SmallWindow<T, 5>;
-    case 7:
-      return &SmallWindow<T, 7>;
-    case 9:
-      return &SmallWindow<T, 9>;
-    case 11:
-      return &SmallWindow<T, 11>;
-    case 13:
-      return &SmallWindow<T, 13>;
-    case 15:
-      return &SmallWindow<T, 15>;
-    case 17:
-      return &SmallWindow<T, 17>;
-    case 19:
-      return &SmallWindow<T, 19>;
-    case 21:
-      return &SmallWindow<T, 21>;
-    case 23:
-      return &SmallWindow<T, 23>;
-    case 25:
-      return &SmallWindow<T, 25>;
-    default:
-      return nullptr;
-  }
+// Windows have odd sides, so their cell counts are odd: worker I sorts 2I + 1 cells.
+template <class T, std::size_t... I>
+zParallelWorker SmallWindowWorker(std::size_t cells, std::index_sequence<I...>) {
+  static constexpr zParallelWorker workers[] = {&SmallWindow<T, int(2 * I + 1)>...};
+  return cells % 2 == 1 && cells / 2 < sizeof...(I) ? workers[cells / 2] : nullptr;
 }
 
 // Small windows are sorted; larger ones ranked through histograms, in 16-bit counts while a
@@ -52,7 +24,8 @@ zParallelWorker SmallWindowWorker(std::size_t cells) {
 template <class T>
 zParallelWorker WorkerOf(std::size_t windowCells, bool histogram) {
   if (!histogram && windowCells <= std::size_t(kMaxSmallWindow)) {
-    return SmallWindowWorker<T>(windowCells);
+    return SmallWindowWorker<T>(windowCells,
+                                std::make_index_sequence<std::size_t(kMaxSmallWindow + 1) / 2>{});
   }
   return windowCells <= 65535 ? &RankRows<T, std::uint16_t> : &RankRows<T, std::uint32_t>;
 }

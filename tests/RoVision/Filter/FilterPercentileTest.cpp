@@ -108,11 +108,12 @@ class FilterPercentileTest : public rotest::LeakCheckedTest {};
 // Random maps against the naive reference: null shares, windows (one even, one wider than the
 // map), percentiles. Two value spreads: the full 16-bit range (every coarse bin in play) and a
 // narrow one (a few coarse bins, many equal values).
-// Every kernel build and path. Windows of up to 25 cells are sorted on the fastest path: 1 x 1,
-// 3 x 3, 5 x 5, 3 x 7 and 25 x 1 take it, 4 x 7 (made 5 x 7) and larger take the histograms.
+// Every kernel build and path. Windows of up to 49 cells are sorted on the fastest path: 1 x 1,
+// 3 x 3, 5 x 5, 3 x 7, 25 x 1, 4 x 7 (made 5 x 7) and 7 x 7 take it; 9 x 7 and larger take the
+// histograms.
 TEST_F(FilterPercentileTest, HeightsEqualNaiveReference) {
-  const std::vector<Point2d<unsigned long long>> sizes = {{1, 1},  {3, 3}, {5, 5},   {3, 7},
-                                                          {25, 1}, {4, 7}, {31, 31}, {81, 61}};
+  const std::vector<Point2d<unsigned long long>> sizes = {
+      {1, 1}, {3, 3}, {5, 5}, {3, 7}, {25, 1}, {4, 7}, {7, 7}, {9, 7}, {31, 31}, {81, 61}};
   const std::vector<Kernel> kernels = AvailableKernels();
   unsigned seed = 1;
   for (double nullShare : {0.0, 0.05, 0.6}) {
@@ -142,7 +143,8 @@ TEST_F(FilterPercentileTest, HeightsEqualNaiveReference) {
 TEST_F(FilterPercentileTest, TinyMapsEqualNaiveReference) {
   const std::vector<std::pair<int, int>> shapes = {{1, 1},  {1, 7},  {7, 1},
                                                    {2, 17}, {17, 2}, {3, 33}};
-  const std::vector<Point2d<unsigned long long>> sizes = {{3, 3}, {5, 5}, {25, 1}, {1, 25}, {7, 7}};
+  const std::vector<Point2d<unsigned long long>> sizes = {{3, 3},  {5, 5}, {25, 1},
+                                                          {1, 49}, {7, 7}, {9, 7}};
   unsigned seed = 40;
   for (auto [rows, columns] : shapes) {
     const auto map = RandomMap<short>(rows, columns, 0.2, -500, 500, N, seed++);
