@@ -12,10 +12,10 @@
 
 #include <cmath>
 #include <cstdio>
-#include <map>
 #include <opencv2/core.hpp>
 #include <random>
-#include <string>
+
+#include "BenchSupport.h"
 
 namespace rv = Ro::Vision;
 
@@ -87,33 +87,17 @@ void BM_MaskPass(benchmark::State& state) {
 }
 BENCHMARK(BM_MaskPass)->Unit(benchmark::kMillisecond)->UseRealTime();
 
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      if (run.aggregate_name.empty() || run.aggregate_name == "mean") {
-        times_[run.run_name.function_name] = run.GetAdjustedRealTime();
-      }
-    }
-  }
-  double Time(const std::string& name) const {
-    auto it = times_.find(name);
-    return it == times_.end() ? 0 : it->second;
-  }
-
- private:
-  std::map<std::string, double> times_;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
-  RatioReporter reporter;
+  // Make the data before any timing starts.
+  Input();
+  robench::RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
-  const double ours = reporter.Time("BM_GetBoundingBox"), pass = reporter.Time("BM_MaskPass");
-  const double heightPass = reporter.Time("BM_MaskedHeightPass");
+  const double ours = reporter.RealTime("BM_GetBoundingBox"),
+               pass = reporter.RealTime("BM_MaskPass");
+  const double heightPass = reporter.RealTime("BM_MaskedHeightPass");
   constexpr double kCells = double(kSize) * kSize;
   if (ours > 0 && pass > 0) {
     std::printf(

@@ -10,11 +10,11 @@
 
 #include <cmath>
 #include <cstdio>
-#include <map>
 #include <opencv2/imgproc.hpp>
 #include <random>
-#include <string>
 #include <vector>
+
+#include "BenchSupport.h"
 
 namespace rv = Ro::Vision;
 
@@ -102,44 +102,19 @@ void BM_FitCircle_MZC(benchmark::State& state) {
 }
 BENCHMARK(BM_FitCircle_MZC)->Unit(benchmark::kMillisecond)->UseRealTime();
 
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      if (run.aggregate_name.empty() || run.aggregate_name == "mean") {
-        times_[run.run_name.function_name] = run.GetAdjustedRealTime();
-      }
-    }
-  }
-  double Time(const std::string& name) const {
-    auto it = times_.find(name);
-    return it == times_.end() ? 0 : it->second;
-  }
-
- private:
-  std::map<std::string, double> times_;
-};
-
-void PrintRatio(const RatioReporter& r, const char* ours, const char* peer, const char* label,
-                double target) {
-  const double a = r.Time(ours), b = r.Time(peer);
-  if (a > 0 && b > 0) {
-    std::printf("%s: ours %.2f ms, peer %.2f ms, ours / peer = %.2f (target <= %.0f)\n", label, a,
-                b, a / b, target);
-  }
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
-  RatioReporter reporter;
+  // Make the data before any timing starts.
+  DiscPoints();
+  NoisyCircle();
+  robench::RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
-  PrintRatio(reporter, "BM_FitCircle_MCC", "BM_OpenCvMinEnclosingCircle",
-             "MCC of 10^6 points vs cv::minEnclosingCircle", 2);
-  PrintRatio(reporter, "BM_FitCircle_MIC", "BM_CgalDelaunay",
-             "MIC of 10^5 points vs the Delaunay triangulation alone", 3);
+  reporter.PrintRatio("BM_FitCircle_MCC", "BM_OpenCvMinEnclosingCircle",
+                      "MCC of 10^6 points vs cv::minEnclosingCircle", 2);
+  reporter.PrintRatio("BM_FitCircle_MIC", "BM_CgalDelaunay",
+                      "MIC of 10^5 points vs the Delaunay triangulation alone", 3);
   benchmark::Shutdown();
   return 0;
 }

@@ -7,11 +7,11 @@
 #include <zApi/zApi.h>
 
 #include <cstdio>
-#include <map>
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
 #include <random>
-#include <string>
+
+#include "BenchSupport.h"
 
 namespace {
 
@@ -69,44 +69,18 @@ void BM_CvBlur(benchmark::State& state) {
 BENCHMARK(BM_SurfaceAverage)->Arg(3)->Arg(15)->Arg(31)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_CvBlur)->Arg(3)->Arg(15)->Arg(31)->Unit(benchmark::kMillisecond);
 
-// Keeps each run's time per iteration to print the ratios at the end.
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      if (run.run_type == Run::RT_Iteration || run.aggregate_name == "median") {
-        std::string name = run.benchmark_name();
-        const auto slash = name.find("_median");
-        if (slash != std::string::npos) name.erase(slash);
-        realTimes[name] = run.GetAdjustedRealTime();
-        cpuTimes[name] = run.GetAdjustedCPUTime();
-      }
-    }
-  }
-  std::map<std::string, double> realTimes;
-  std::map<std::string, double> cpuTimes;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
-  RatioReporter reporter;
+  // Make the data before any timing starts.
+  HeightMap();
+  robench::RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
-  // The machine is shared: CPU time is the steadier measure when other work takes turns with
-  // the benchmark, so both are printed.
-  auto ratio = [&](const char* a, const char* b) {
-    auto& real = reporter.realTimes;
-    auto& cpu = reporter.cpuTimes;
-    if (!real.count(a) || !real.count(b)) return;
-    std::printf("%s / %s = %.2f (CPU time), %.2f (real time)\n", a, b, cpu[a] / cpu[b],
-                real[a] / real[b]);
-  };
-  ratio("BM_SurfaceAverage/15", "BM_CvBlur/15");
-  ratio("BM_SurfaceAverage/31", "BM_SurfaceAverage/3");
-  ratio("BM_SurfaceAverage/3", "BM_CvBlur/3");
-  ratio("BM_SurfaceAverage/31", "BM_CvBlur/31");
+  reporter.PrintRatio("BM_SurfaceAverage/15", "BM_CvBlur/15", nullptr, 2);
+  reporter.PrintRatio("BM_SurfaceAverage/31", "BM_SurfaceAverage/3");
+  reporter.PrintRatio("BM_SurfaceAverage/3", "BM_CvBlur/3");
+  reporter.PrintRatio("BM_SurfaceAverage/31", "BM_CvBlur/31");
   benchmark::Shutdown();
   return 0;
 }

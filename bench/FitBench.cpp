@@ -6,12 +6,12 @@
 #include <zApi/zApi.h>
 
 #include <cstdio>
-#include <map>
 #include <random>
-#include <string>
 
 #ifdef RO_HAVE_EIGEN
 #include <Eigen/Dense>
+
+#include "BenchSupport.h"
 #endif
 
 namespace rv = Ro::Vision;
@@ -89,34 +89,16 @@ void BM_EigenPlane(benchmark::State& state) {
 BENCHMARK(BM_EigenPlane)->Unit(benchmark::kMillisecond)->UseRealTime();
 #endif
 
-// Keeps the mean real time per benchmark so that main can print the ratio.
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      if (run.aggregate_name.empty() || run.aggregate_name == "mean") {
-        times_[run.run_name.function_name] = run.GetAdjustedRealTime();
-      }
-    }
-  }
-  double Time(const std::string& name) const {
-    auto it = times_.find(name);
-    return it == times_.end() ? 0 : it->second;
-  }
-
- private:
-  std::map<std::string, double> times_;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
-  RatioReporter reporter;
+  // Make the data before any timing starts.
+  Map();
+  robench::RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
-  const double ours = reporter.Time("BM_FitPlaneGrid");
-  const double eigen = reporter.Time("BM_EigenPlane");
+  const double ours = reporter.RealTime("BM_FitPlaneGrid");
+  const double eigen = reporter.RealTime("BM_EigenPlane");
   if (ours > 0 && eigen > 0) {
     std::printf("FitPlane: ours %.2f ms, Eigen %.2f ms, ours / Eigen = %.3f (target <= 0.5)\n",
                 ours, eigen, ours / eigen);

@@ -10,17 +10,17 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <map>
 #include <opencv2/core.hpp>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 #include <random>
-#include <string>
 
 #include "RoVision/ImageProcessing/MedianBlur.h"
 #include "RoVision/ImageProcessing/Morphology.h"
 #include "RoVision/ImageProcessing/NeighbourhoodPrivate.h"
 #include "RoVision/ImageProcessing/PngIo.h"
+
+#include "BenchSupport.h"
 
 namespace {
 
@@ -167,44 +167,18 @@ BENCHMARK(BM_ImageBufferForSavePng)
     ->ReportAggregatesOnly();
 BENCHMARK(BM_LibpngStored)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggregatesOnly();
 
-// Keeps the median CPU time of every benchmark for the ratios.
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs) {
-      if (run.aggregate_name == "median")
-        medians_[run.run_name.function_name] = run.GetAdjustedCPUTime();
-    }
-    ConsoleReporter::ReportRuns(runs);
-  }
-  void PrintRatios() const {
-    const std::pair<const char*, const char*> pairs[] = {
-        {"BM_ImageErode", "BM_CvErode"},
-        {"BM_ImageDilate", "BM_CvDilate"},
-        {"BM_ImageMedian", "BM_CvMedianBlur"},
-        {"BM_ImageBufferForSavePng", "BM_LibpngStored"},
-        {"BM_ErodeRowsWarm", "BM_CvErodeWarm"},
-        {"BM_ImageMedianToDestWarm", "BM_CvMedianBlurWarm"}};
-    for (const auto& [ours, peer] : pairs) {
-      const auto a = medians_.find(ours);
-      const auto b = medians_.find(peer);
-      if (a == medians_.end() || b == medians_.end()) continue;
-      std::printf("ratio %-26s / %-18s = %.2f\n", ours, peer, a->second / b->second);
-    }
-  }
-
- private:
-  std::map<std::string, double> medians_;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
   cv::setNumThreads(1);
   benchmark::Initialize(&argc, argv);
-  RatioReporter reporter;
+  robench::RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
-  reporter.PrintRatios();
+  const std::pair<const char*, const char*> pairs[] = {
+      {"BM_ImageErode", "BM_CvErode"},        {"BM_ImageDilate", "BM_CvDilate"},
+      {"BM_ImageMedian", "BM_CvMedianBlur"},  {"BM_ImageBufferForSavePng", "BM_LibpngStored"},
+      {"BM_ErodeRowsWarm", "BM_CvErodeWarm"}, {"BM_ImageMedianToDestWarm", "BM_CvMedianBlurWarm"}};
+  for (const auto& [ours, peer] : pairs) reporter.PrintRatio(ours, peer);
   benchmark::Shutdown();
   return 0;
 }

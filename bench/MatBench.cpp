@@ -9,10 +9,10 @@
 
 #include <cmath>
 #include <cstdio>
-#include <map>
 #include <opencv2/imgproc.hpp>
 #include <random>
-#include <string>
+
+#include "BenchSupport.h"
 
 namespace rv = Ro::Vision;
 
@@ -174,52 +174,26 @@ BENCHMARK(BM_Mat_ThresholdOtsu)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->
 BENCHMARK(BM_Bare_Watershed8u)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_Mat_Watershed16s)->Unit(benchmark::kMillisecond)->UseRealTime();
 
-// Collects the real time of each run and prints wrapper / bare.
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    // The mean of repetitions where there are some, else the single run.
-    for (const Run& run : runs) {
-      const bool mean = run.run_type == Run::RT_Aggregate && run.aggregate_name == "mean";
-      if (mean || (run.run_type == Run::RT_Iteration && run.repetitions <= 1))
-        times_[run.run_name.function_name +
-               (run.run_name.args.empty() ? "" : "/" + run.run_name.args)] =
-            run.GetAdjustedRealTime();
-    }
-    ConsoleReporter::ReportRuns(runs);
-  }
-  void PrintRatios() const {
-    const std::pair<const char*, const char*> pairs[] = {
-        {"BM_Mat_Erode5x5/0", "BM_Bare_Erode5x5"},
-        {"BM_Mat_Erode5x5/1", "BM_Bare_Erode5x5"},
-        {"BM_Mat_Erode5x5/0", "BM_BarePlatformOutput_Erode5x5"},
-        {"BM_Mat_Erode5x5/1", "BM_BarePlatformOutput_Erode5x5"},
-        {"BM_Mat_Open5x5/0", "BM_Bare_Open5x5"},
-        {"BM_Mat_Open5x5/1", "BM_Bare_Open5x5"},
-        {"BM_Mat_Threshold/0", "BM_Bare_Threshold"},
-        {"BM_Mat_Threshold/1", "BM_Bare_Threshold"},
-        {"BM_Mat_Threshold/0", "BM_BarePlatformOutput_Threshold"},
-        {"BM_Mat_Threshold/1", "BM_BarePlatformOutput_Threshold"},
-        {"BM_Mat_ThresholdOtsu/1", "BM_BarePlatformOutput_Threshold"},
-        {"BM_Mat_Watershed16s", "BM_Bare_Watershed8u"}};
-    for (auto [mine, bare] : pairs) {
-      auto a = times_.find(mine), b = times_.find(bare);
-      if (a != times_.end() && b != times_.end())
-        std::printf("ratio %-24s / %-20s = %.2fx\n", mine, bare, a->second / b->second);
-    }
-  }
-
- private:
-  std::map<std::string, double> times_;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
-  RatioReporter reporter;
+  robench::RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
-  reporter.PrintRatios();
+  const std::pair<const char*, const char*> pairs[] = {
+      {"BM_Mat_Erode5x5/0", "BM_Bare_Erode5x5"},
+      {"BM_Mat_Erode5x5/1", "BM_Bare_Erode5x5"},
+      {"BM_Mat_Erode5x5/0", "BM_BarePlatformOutput_Erode5x5"},
+      {"BM_Mat_Erode5x5/1", "BM_BarePlatformOutput_Erode5x5"},
+      {"BM_Mat_Open5x5/0", "BM_Bare_Open5x5"},
+      {"BM_Mat_Open5x5/1", "BM_Bare_Open5x5"},
+      {"BM_Mat_Threshold/0", "BM_Bare_Threshold"},
+      {"BM_Mat_Threshold/1", "BM_Bare_Threshold"},
+      {"BM_Mat_Threshold/0", "BM_BarePlatformOutput_Threshold"},
+      {"BM_Mat_Threshold/1", "BM_BarePlatformOutput_Threshold"},
+      {"BM_Mat_ThresholdOtsu/1", "BM_BarePlatformOutput_Threshold"},
+      {"BM_Mat_Watershed16s", "BM_Bare_Watershed8u"}};
+  for (const auto& [ours, peer] : pairs) reporter.PrintRatio(ours, peer);
   benchmark::Shutdown();
   return 0;
 }

@@ -12,11 +12,11 @@
 #include <zApi/zApi.h>
 
 #include <cstdio>
-#include <map>
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
 #include <random>
-#include <string>
+
+#include "BenchSupport.h"
 
 namespace {
 
@@ -105,25 +105,6 @@ BENCHMARK(BM_FilterPercentile)->Arg(5)->Arg(7)->Arg(31)->Unit(benchmark::kMillis
 BENCHMARK(BM_HistogramPath)->Arg(5)->Arg(7)->Arg(31)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_CvMedian16U)->Arg(5)->Unit(benchmark::kMillisecond);
 
-// Keeps each run's time per iteration to print the ratios at the end.
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      if (run.run_type == Run::RT_Iteration || run.aggregate_name == "median") {
-        std::string name = run.benchmark_name();
-        const auto suffix = name.find("_median");
-        if (suffix != std::string::npos) name.erase(suffix);
-        realTimes[name] = run.GetAdjustedRealTime();
-        cpuTimes[name] = run.GetAdjustedCPUTime();
-      }
-    }
-  }
-  std::map<std::string, double> realTimes;
-  std::map<std::string, double> cpuTimes;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -131,19 +112,11 @@ int main(int argc, char** argv) {
   // Make the data before any timing starts.
   HeightMap();
   HeightsAs16U();
-  RatioReporter reporter;
+  robench::RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
-  // The machine is shared: CPU time is the steadier measure, so both are printed.
-  auto ratio = [&](const char* a, const char* b) {
-    auto& real = reporter.realTimes;
-    auto& cpu = reporter.cpuTimes;
-    if (!real.count(a) || !real.count(b)) return;
-    std::printf("%s / %s = %.2f (CPU time), %.2f (real time)\n", a, b, cpu[a] / cpu[b],
-                real[a] / real[b]);
-  };
-  ratio("BM_HistogramPath/31", "BM_HistogramPath/5");
-  ratio("BM_FilterPercentile/5", "BM_CvMedian16U/5");
-  ratio("BM_FilterPercentile/31", "BM_FilterPercentile/5");
+  reporter.PrintRatio("BM_HistogramPath/31", "BM_HistogramPath/5", "cost per cell", 1.5);
+  reporter.PrintRatio("BM_FilterPercentile/5", "BM_CvMedian16U/5", "5 x 5 against OpenCV", 3);
+  reporter.PrintRatio("BM_FilterPercentile/31", "BM_FilterPercentile/5", "sorted 5 x 5");
   benchmark::Shutdown();
   return 0;
 }
