@@ -7,10 +7,11 @@
 // Hebert's constant-time median: per input column of a tile, a coarse histogram and a fine one;
 // the window's coarse histogram slides along a row by adding one column's and dropping another's,
 // and the fine histogram of the coarse bin that holds the rank is brought up to date only when it
-// is needed. The bins adapt to each tile: keys are taken relative to the smallest key in the
-// tile's reach and the bin width is chosen so that the coarse and fine levels have about as many
-// bins, which on height maps (values that vary little within a tile) makes both levels a few
-// vector steps long.
+// is needed. The window's histograms are kept cumulative, so that finding the bin of a rank is a
+// comparison and a count of lanes rather than a search that branches on the data. The bins adapt
+// to each tile: keys are taken relative to the smallest key in the tile's reach and the bin width
+// is chosen from the reach's value range (ChooseBins), which on height maps (values that vary
+// little within a tile) makes both levels a few vector steps long.
 #ifndef RO_PERCENTILE_KERNEL_NAMESPACE
 #error "define RO_PERCENTILE_KERNEL_NAMESPACE before including PercentileKernelImpl.h"
 #endif
