@@ -187,7 +187,10 @@ template <class T, int K>
 class SmallWindowRows {
  public:
   explicit SmallWindowRows(const Job& job)
-      : job_(job), width_(static_cast<int>(2 * job.halfX + 1)), null_(NullOf(T())) {}
+      : job_(job),
+        width_(static_cast<int>(2 * job.halfX + 1)),
+        null_(NullOf(T())),
+        median_(job.percentile == 50) {}
 
   zStatus Run(std::size_t begin, std::size_t end, Scratch& block) {
     PaddedRows<T> rows(job_, null_);
@@ -218,17 +221,55 @@ class SmallWindowRows {
       for (int k = 0; k < K; ++k) v[k] = Load(cells[k] + x);
       SortLanes<K>(v);
       Lanes nullCount = ZeroLanes();
-      for (int k = 0; k < K; ++k) {
-        Store(sorted[k], v[k]);
-        nullCount = CountEqual(nullCount, v[k], null_);
-      }
-      Store(nulls, nullCount);
+      for (int k = 0; k < K; ++k) nullCount = CountEqual(nullCount, v[k], null_);
       const std::size_t lanes = job_.columns - x < std::size_t(kLanes) ? job_.columns - x : kLanes;
+#if defined(__AVX2__)
+      if (median_) {
+        alignas(32) short medians[kLanes];
+        Store(medians, MedianLanes(v, nullCount, own + x));
+        for (std::size_t l = 0; l < lanes; ++l) out[x + l] = static_cast<T>(medians[l]);
+        continue;
+      }
+#endif
+      for (int k = 0; k < K; ++k) Store(sorted[k], v[k]);
+      Store(nulls, nullCount);
       for (std::size_t l = 0; l < lanes; ++l) {
         out[x + l] = Pick(sorted, l, nulls[l], own[x + l]);
       }
     }
   }
+
+#if defined(__AVX2__)
+  // The median of every lane at once: ranks (n - 1) / 2 and n / 2 after the lane's nulls (the
+  // same rank for odd n), halved with truncation toward zero, which is the rank rule at p = 50.
+  Lanes MedianLanes(const Lanes* v, Lanes nullCount, const short* own) const {
+    const __m256i zero = _mm256_setzero_si256(), one = _mm256_set1_epi16(1);
+    const __m256i nulls = nullCount.v;
+    const __m256i n = _mm256_sub_epi16(_mm256_set1_epi16(K), nulls);
+    const __m256i atLow = _mm256_add_epi16(nulls, _mm256_srai_epi16(_mm256_sub_epi16(n, one), 1));
+    const __m256i atHigh = _mm256_add_epi16(nulls, _mm256_srai_epi16(n, 1));
+    __m256i low = zero, high = zero;
+    for (int k = 0; k < K; ++k) {
+      const __m256i rank = _mm256_set1_epi16(static_cast<short>(k));
+      low = _mm256_blendv_epi8(low, v[k].v, _mm256_cmpeq_epi16(atLow, rank));
+      high = _mm256_blendv_epi8(high, v[k].v, _mm256_cmpeq_epi16(atHigh, rank));
+    }
+    // floor((low + high) / 2) without overflow, plus one where an odd sum is negative.
+    const __m256i differ = _mm256_xor_si256(low, high);
+    const __m256i floorHalf =
+        _mm256_add_epi16(_mm256_and_si256(low, high), _mm256_srai_epi16(differ, 1));
+    const __m256i oddNegative =
+        _mm256_and_si256(_mm256_and_si256(differ, one), _mm256_cmpgt_epi16(zero, floorHalf));
+    const __m256i median = _mm256_add_epi16(floorHalf, oddNegative);
+    const __m256i null = _mm256_set1_epi16(null_);
+    __m256i empty = _mm256_cmpeq_epi16(n, zero);
+    if (job_.keepNull) {
+      const __m256i self = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(own));
+      empty = _mm256_or_si256(empty, _mm256_cmpeq_epi16(self, null));
+    }
+    return {_mm256_blendv_epi8(median, null, empty)};
+  }
+#endif
 
   // The rank rule on lane l: no branch on the fraction, since low + (high - low) * 0 is low.
   T Pick(const short (*sorted)[kLanes], std::size_t l, int nulls, short own) const {
@@ -244,6 +285,7 @@ class SmallWindowRows {
   const Job& job_;
   int width_;
   short null_;
+  bool median_;  // p = 50, which the AVX2 build ranks in vector lanes
 };
 
 template <class T, int K>
