@@ -163,12 +163,13 @@ TEST_F(FilterPercentileTest, TinyMapsEqualNaiveReference) {
 }
 
 // Very wide windows over the full 16-bit range leave the per-column histograms for the direct
-// path; over one coarse bin (values 0..255) they keep them. Windows of more than 65535 cells
-// count in 32 bits. A window covering the whole map gives every cell the percentile of all
-// valid cells.
+// path (40000 columns); over 256 values they keep them (20000 columns, about 44 MB of 32-bit
+// counts). Windows of more than 65535 cells count in 32 bits. A window covering the whole map
+// gives every cell the percentile of all valid cells.
 TEST_F(FilterPercentileTest, VeryWideWindows) {
   for (int high : {32767, 255}) {
-    const auto map = RandomMap<short>(2, 40000, 0.05, high == 255 ? 0 : -32767, high, N, 21);
+    const int columns = high == 255 ? 20000 : 40000;
+    const auto map = RandomMap<short>(2, columns, 0.05, high == 255 ? 0 : -32767, high, N, 21);
     const auto in = rotest::MakeArray2<short>(zTypeOf(z16s), map);
     // The percentile of all valid cells by the rank rule (the reference's rule on one sorted list).
     std::vector<short> valid;
@@ -182,9 +183,11 @@ TEST_F(FilterPercentileTest, VeryWideWindows) {
       const auto i = static_cast<std::size_t>(pos);
       const double v = pos > i ? valid[i] + (valid[i + 1] - valid[i]) * (pos - i) : valid[i];
       const auto whole = static_cast<short>(std::trunc(v));
-      const auto result = Filter<short>(in, {80001, 3}, p, 0, alloc_);
+      const auto wholeWindow = static_cast<unsigned long long>(2 * columns + 1);
+      const auto result = Filter<short>(in, {wholeWindow, 3}, p, 0, alloc_);
       for (const auto& row : result) {
-        ASSERT_EQ(std::count(row.begin(), row.end(), whole), 40000) << "p " << p << " to " << high;
+        ASSERT_EQ(std::count(row.begin(), row.end(), whole), columns)
+            << "p " << p << " to " << high;
       }
     }
   }
