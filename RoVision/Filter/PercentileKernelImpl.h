@@ -402,7 +402,7 @@ class TileRank {
     fineX_ = fineRow_ + nb_;
     kCumulative_ = reinterpret_cast<Count*>(fineX_ + nb_) + kBlock;
     kFine_ = kCumulative_ + nbPad_;
-    kRawFine_ = kFine_ + span_;
+    kRaw_ = kFine_ + span_;
     return zOK;
   }
 
@@ -477,9 +477,9 @@ class TileRank {
   void SweepRow(std::size_t y, std::size_t x0, std::size_t x1, std::uint64_t serial) {
     const auto hx = static_cast<std::ptrdiff_t>(job_.halfX);
     const auto sx0 = static_cast<std::ptrdiff_t>(x0);
-    SumHistograms(kRawFine_, CoarseOf(Local(sx0 - hx)), nbPad_, 2 * job_.halfX + 1, nbPad_);
+    SumHistograms(kRaw_, CoarseOf(Local(sx0 - hx)), nbPad_, 2 * job_.halfX + 1, nbPad_);
     std::memset(kCumulative_, 0, nbPad_ * sizeof(Count));
-    AddSubRunning(kCumulative_, kRawFine_, Zeros<Count>(), nbPad_);
+    AddSubRunning(kCumulative_, kRaw_, Zeros<Count>(), nbPad_);
     const T* own = InRow(y);
     T* out = OutRow(y);
     lastBin_ = nb_;  // none yet
@@ -584,9 +584,9 @@ class TileRank {
       }
     }
     // The window's columns summed raw, then one running sum.
-    SumHistograms(kRawFine_, FineOf(Local(x - hx), b), span_, 2 * job_.halfX + 1, width_);
+    SumHistograms(kRaw_, FineOf(Local(x - hx), b), span_, 2 * job_.halfX + 1, width_);
     std::memset(fine, 0, width_ * sizeof(Count));
-    AddSubRunning(fine, kRawFine_, Zeros<Count>(), width_);
+    AddSubRunning(fine, kRaw_, Zeros<Count>(), width_);
     fineRow_[b] = serial;
     fineX_[b] = static_cast<std::uint64_t>(x);
   }
@@ -608,8 +608,8 @@ class TileRank {
   std::uint64_t* fineRow_ = nullptr;
   std::uint64_t* fineX_ = nullptr;
   Count* kCumulative_ = nullptr;
-  Count* kFine_ = nullptr;     // per coarse bin, cumulative within the bin
-  Count* kRawFine_ = nullptr;  // room to sum one bin's raw counts
+  Count* kFine_ = nullptr;  // per coarse bin, cumulative within the bin
+  Count* kRaw_ = nullptr;   // room to sum one bin's raw counts
 };
 
 // One task's rows, tile by tile. Tiles are at least twice the window wide and high so that
