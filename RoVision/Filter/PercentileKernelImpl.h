@@ -609,7 +609,7 @@ class TileRank {
   std::uint64_t* fineX_ = nullptr;
   Count* kCumulative_ = nullptr;
   Count* kFine_ = nullptr;  // per coarse bin, cumulative within the bin
-  Count* kRaw_ = nullptr;   // room to sum one bin's raw counts
+  Count* kRaw_ = nullptr;   // room to sum raw counts of either level
 };
 
 // One task's rows, tile by tile. Tiles are at least twice the window wide and high so that
