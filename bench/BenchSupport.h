@@ -3,14 +3,40 @@
 #ifndef ROVISION_BENCH_BENCHSUPPORT_H
 #define ROVISION_BENCH_BENCHSUPPORT_H
 
+#include <TyApi/TyObject.h>
 #include <benchmark/benchmark.h>
+#include <zApi/zApi.h>
 
 #include <cstdio>
 #include <map>
+#include <random>
 #include <string>
 #include <vector>
 
 namespace robench {
+
+// The height map of the filter benchmarks: 2048 x 4096 z16s, smooth terrain plus noise, 5% nulls.
+constexpr int kTerrainRows = 2048;
+constexpr int kTerrainColumns = 4096;
+
+inline const Ty::Object<void*>& TerrainHeightMap() {
+  static const Ty::Object<void*> map = [] {
+    zArray2 array = nullptr;
+    zArray2_Construct(&array, zTypeOf(z16s), kTerrainRows, kTerrainColumns, nullptr);
+    std::mt19937 random(42);
+    std::uniform_int_distribution<int> noise(-200, 200);
+    std::bernoulli_distribution isNull(0.05);
+    for (int r = 0; r < kTerrainRows; ++r) {
+      short* row = static_cast<short*>(zArray2_Row(array, r));
+      for (int c = 0; c < kTerrainColumns; ++c) {
+        row[c] = isNull(random) ? short(-32768)
+                                : static_cast<short>((r + 2 * c) % 20000 + noise(random));
+      }
+    }
+    return Ty::Object<void*>(array);
+  }();
+  return map;
+}
 
 // Times per iteration by benchmark name ("BM_Name" or "BM_Name/arg"): of the single run, or, run
 // with --benchmark_repetitions, the median of the repetitions (steadier on a shared machine).

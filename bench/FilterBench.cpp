@@ -9,34 +9,16 @@
 #include <cstdio>
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
-#include <random>
 
 #include "BenchSupport.h"
 
 namespace {
 
-constexpr int kRows = 2048;
-constexpr int kColumns = 4096;
-constexpr double kNullShare = 0.05;
+constexpr int kRows = robench::kTerrainRows;
+constexpr int kColumns = robench::kTerrainColumns;
 
-// One height map for every benchmark: smooth terrain plus noise, 5% nulls.
 const Ty::Object<void*>& HeightMap() {
-  static const Ty::Object<void*> map = [] {
-    zArray2 array = nullptr;
-    zArray2_Construct(&array, zTypeOf(z16s), kRows, kColumns, nullptr);
-    std::mt19937 random(42);
-    std::uniform_int_distribution<int> noise(-200, 200);
-    std::bernoulli_distribution isNull(kNullShare);
-    for (int r = 0; r < kRows; ++r) {
-      short* row = static_cast<short*>(zArray2_Row(array, r));
-      for (int c = 0; c < kColumns; ++c) {
-        row[c] = isNull(random) ? short(-32768)
-                                : static_cast<short>((r + 2 * c) % 20000 + noise(random));
-      }
-    }
-    return Ty::Object<void*>(array);
-  }();
-  return map;
+  return robench::TerrainHeightMap();
 }
 
 Ty::Object<void*> NewMap() {

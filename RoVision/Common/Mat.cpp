@@ -97,11 +97,9 @@ MatTemplated<T> MatTemplated<T>::Crop(int x, int y, int width, int height) const
   return MatAccess::Make(owner_, Row(y) + x, height, width, stride_);
 }
 
-template class MatTemplated<z8u>;
-template class MatTemplated<z16s>;
-template class MatTemplated<z16u>;
-template class MatTemplated<z32f>;
-template class MatTemplated<z64f>;
+#define RO_INSTANTIATE(T) template class MatTemplated<T>;
+RO_FOR_EACH_MAT_TYPE(RO_INSTANTIATE)
+#undef RO_INSTANTIATE
 
 }  // namespace Vision
 }  // namespace Ro

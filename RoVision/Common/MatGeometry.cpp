@@ -137,11 +137,7 @@ MatTemplated<T> MatTemplated<T>::Rotate(double centerX, double centerY, double a
   template MatTemplated<T> MatTemplated<T>::Resize(int, int, Interpolation, void*) const;       \
   template MatTemplated<T> MatTemplated<T>::Rotate(double, double, double, bool, Interpolation, \
                                                    void*) const;
-RO_INSTANTIATE(z8u)
-RO_INSTANTIATE(z16s)
-RO_INSTANTIATE(z16u)
-RO_INSTANTIATE(z32f)
-RO_INSTANTIATE(z64f)
+RO_FOR_EACH_MAT_TYPE(RO_INSTANTIATE)
 #undef RO_INSTANTIATE
 
 }  // namespace Vision

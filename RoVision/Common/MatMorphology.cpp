@@ -133,11 +133,7 @@ MatTemplated<T> MatTemplated<T>::Close(MorphShape shape, int width, int height, 
   template MatTemplated<T> MatTemplated<T>::Dilate(MorphShape, int, int, void*) const; \
   template MatTemplated<T> MatTemplated<T>::Open(MorphShape, int, int, void*) const;   \
   template MatTemplated<T> MatTemplated<T>::Close(MorphShape, int, int, void*) const;
-RO_INSTANTIATE(z8u)
-RO_INSTANTIATE(z16s)
-RO_INSTANTIATE(z16u)
-RO_INSTANTIATE(z32f)
-RO_INSTANTIATE(z64f)
+RO_FOR_EACH_MAT_TYPE(RO_INSTANTIATE)
 #undef RO_INSTANTIATE
 
 }  // namespace Vision

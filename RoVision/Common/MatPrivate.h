@@ -176,4 +176,8 @@ inline void RequireSameBuffer(const Site& site, const cv::Mat& header, const voi
 }  // namespace Vision
 }  // namespace Ro
 
+// Runs X(T) for every element type the matrix is instantiated for, so that the files that
+// define its members instantiate them for the same list.
+#define RO_FOR_EACH_MAT_TYPE(X) X(z8u) X(z16s) X(z16u) X(z32f) X(z64f)
+
 #endif

@@ -228,11 +228,7 @@ MatTemplated<T> MatTemplated<T>::ThresholdNiblack(int windowWidth, int windowHei
       const;                                                                                       \
   template MatTemplated<T> MatTemplated<T>::ThresholdNiblack(int, int, double, double,             \
                                                              ThresholdType, void*) const;
-RO_INSTANTIATE(z8u)
-RO_INSTANTIATE(z16s)
-RO_INSTANTIATE(z16u)
-RO_INSTANTIATE(z32f)
-RO_INSTANTIATE(z64f)
+RO_FOR_EACH_MAT_TYPE(RO_INSTANTIATE)
 #undef RO_INSTANTIATE
 
 }  // namespace Vision
