@@ -6,6 +6,7 @@
 #include <cmath>
 #include <limits>
 
+#include "../Geometry/AngularRangePrivate.h"
 #include "../Geometry/PolygonContainment.h"
 #include "../Geometry/SectorContainment.h"
 #include "../Geometry/ShapeConversion.h"
@@ -49,15 +50,11 @@ bool IsInAngularRange(double theta, double start, double span) {
   constexpr double kAngleTolerance = 1e-9;
   if (std::fabs(span) >= 360) return true;
   if (theta < 0) theta += 360;
-  if (span < 0) {
-    start += span;
-    span = -span;
+  const AngularRange range = NormalizedAngularRange(start, span);
+  if (range.end <= 360) {
+    return theta >= range.start - kAngleTolerance && theta <= range.end + kAngleTolerance;
   }
-  start = std::fmod(start, 360);
-  if (start < 0) start += 360;
-  const double end = start + span;
-  if (end <= 360) return theta >= start - kAngleTolerance && theta <= end + kAngleTolerance;
-  return theta >= start - kAngleTolerance || theta <= end - 360 + kAngleTolerance;
+  return theta >= range.start - kAngleTolerance || theta <= range.end - 360 + kAngleTolerance;
 }
 
 // One ellipse of a sector in the sector's own frame: semi-axes along its own x and z.

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "AngularRangePrivate.h"
 #include "ShapeConversion.h"
 
 namespace Ro {
@@ -22,16 +23,9 @@ bool InsideAngle(double u, double w, double start, double span) {
   if (!IsSet(span) || std::fabs(span) >= 360) return true;
   double theta = std::atan2(w, u) * 180 / kPi;
   if (theta < 0) theta += 360;
-  start = OrZero(start);
-  if (span < 0) {
-    start += span;
-    span = -span;
-  }
-  start = std::fmod(start, 360);
-  if (start < 0) start += 360;
-  const double end = start + span;
-  if (end <= 360) return !(theta < start || theta > end);
-  return !(theta < start && theta > end - 360);
+  const AngularRange range = NormalizedAngularRange(OrZero(start), span);
+  if (range.end <= 360) return !(theta < range.start || theta > range.end);
+  return !(theta < range.start && theta > range.end - 360);
 }
 
 // q / bound^2 against 1; an unset bound passes. Written as a quotient so that a zero bound
