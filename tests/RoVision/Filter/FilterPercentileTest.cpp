@@ -7,14 +7,14 @@
 #include <opencv2/imgproc.hpp>
 #include <random>
 
-#include "support/TestSupport.h"
+#include "FilterTestSupport.h"
 
 namespace {
 
 using Ro::Vision::FilterPercentile;
 using Ro::Vision::Point2d;
 namespace pk = Ro::Vision::percentile_kernel;
-constexpr short N = -32768;
+using filtertest::N;
 constexpr char kName[] = "Ro::Vision::FilterPercentile";
 
 // The naive reference: collect the window's valid values, sort them, pick by the rank rule.
@@ -51,14 +51,7 @@ std::vector<std::vector<T>> NaivePercentile(const std::vector<std::vector<T>>& i
 template <class T>
 std::vector<std::vector<T>> RandomMap(int rows, int columns, double nullShare, int low, int high,
                                       T null, unsigned seed) {
-  std::mt19937 random(seed);
-  std::uniform_int_distribution<int> value(low, high);
-  std::bernoulli_distribution isNull(nullShare);
-  std::vector<std::vector<T>> map(rows, std::vector<T>(columns));
-  for (auto& row : map) {
-    for (T& cell : row) cell = isNull(random) ? null : static_cast<T>(value(random));
-  }
-  return map;
+  return filtertest::RandomGrid<T>(rows, columns, nullShare, seed, low, high, null);
 }
 
 template <class T>
@@ -259,10 +252,7 @@ TEST_F(FilterPercentileTest, ResultDoesNotDependOnTaskCount) {
   for (Point2d<unsigned long long> size : {Point2d<unsigned long long>{9, 5}, {5, 5}}) {
     const auto expected = NaivePercentile<short>(map, size, 30, false, N);
     for (zSize tasks : {1, 2, 8}) {
-      zThreadPool pool = nullptr;
-      ASSERT_EQ(zThreadPool_Construct(&pool, tasks, nullptr), zOK);
-      Ty::Object<void*> owner(pool);
-      EXPECT_EQ(Filter<short>(in, size, 30, 0, alloc_, pool), expected)
+      EXPECT_EQ(Filter<short>(in, size, 30, 0, alloc_, filtertest::Pool(tasks)), expected)
           << size.x << "x" << size.y << ", " << tasks << " tasks";
     }
   }
@@ -276,25 +266,27 @@ TEST_F(FilterPercentileTest, OutputMayBeTheInputHandle) {
 }
 
 TEST_F(FilterPercentileTest, BadArgumentsRaiseInvalidArgument) {
-  const auto heights = rotest::MakeArray2<short>(zTypeOf(z16s), {{1, 2}});
+  const auto heights = filtertest::H({{1, 2}}), none = Ty::Object<void*>();
   const auto doubles = rotest::MakeArray2<double>(zTypeOf(z64f), {{1, 2}});
   Ty::Object<void*> out;
-  EXPECT_TY_THROW(FilterPercentile(Ty::Object<void*>(), {3, 3}, 50, 0, out, nullptr), -997, kName);
-  EXPECT_TY_THROW(FilterPercentile(doubles, {3, 3}, 50, 0, out, nullptr), -997, kName);
-  EXPECT_TY_THROW(FilterPercentile(heights, {0, 3}, 50, 0, out, nullptr), -997, kName);
-  EXPECT_TY_THROW(FilterPercentile(heights, {3, 0}, 50, 0, out, nullptr), -997, kName);
-  EXPECT_TY_THROW(FilterPercentile(heights, {3, 3}, -0.5, 0, out, nullptr), -997, kName);
-  EXPECT_TY_THROW(FilterPercentile(heights, {3, 3}, 100.5, 0, out, nullptr), -997, kName);
-  EXPECT_TY_THROW(FilterPercentile(heights, {3, 3}, std::nan(""), 0, out, nullptr), -997, kName);
+  const auto call = [&](const Ty::Object<void*>& in, Point2d<unsigned long long> size, double p) {
+    return [&, size, p] { FilterPercentile(in, size, p, 0, out, nullptr); };
+  };
+  filtertest::ExpectRefusals({{"null map", call(none, {3, 3}, 50)},
+                              {"doubles", call(doubles, {3, 3}, 50)},
+                              {"zero width", call(heights, {0, 3}, 50)},
+                              {"zero height", call(heights, {3, 0}, 50)},
+                              {"negative percentile", call(heights, {3, 3}, -0.5)},
+                              {"percentile above 100", call(heights, {3, 3}, 100.5)},
+                              {"NaN percentile", call(heights, {3, 3}, NAN)}},
+                             kName);
   EXPECT_TRUE(out.IsNull());
 }
 
 TEST_F(FilterPercentileTest, FailingAllocationsRaiseAndLeakNothing) {
   const auto map = RandomMap<short>(200, 150, 0.05, -32767, 32767, N, 13);
   const auto in = rotest::MakeArray2<short>(zTypeOf(z16s), map);
-  zThreadPool pool = nullptr;
-  ASSERT_EQ(zThreadPool_Construct(&pool, 2, nullptr), zOK);
-  Ty::Object<void*> owner(pool);
+  const auto pool = filtertest::Pool(2);
   for (unsigned long long size : {31, 5}) {
     rotest::ExpectEveryAllocationFailureRaised(alloc_, [&] {
       Ty::Object<void*> out;

@@ -1,16 +1,15 @@
 #include <RoVision/Filter/SurfaceAverageKernelPrivate.h>
 #include <RoVision/Filter/SurfaceFilter.h>
 
-#include <random>
-
-#include "support/TestSupport.h"
+#include "FilterTestSupport.h"
 
 namespace {
 
+using filtertest::N;
+using filtertest::RandomGrid;
 using Ro::Vision::Point2d;
 using Ro::Vision::SurfaceFilter;
-using Grid = std::vector<std::vector<short>>;
-constexpr short N = -32768;
+using Grid = filtertest::Heights;
 
 // One pass of the moving average along a line, written the way the filter is specified: a
 // running sum and count, the leaving value removed before the entering one is added. The sum is
@@ -49,23 +48,9 @@ Grid NaiveAverage(const Grid& in, Point2d<unsigned long long> size, bool keepNul
   return out;
 }
 
-Grid RandomGrid(std::size_t rows, std::size_t columns, double nullShare, unsigned seed,
-                short lo = -32767, short hi = 32767) {
-  std::mt19937 random(seed);
-  std::uniform_int_distribution<int> value(lo, hi);
-  std::bernoulli_distribution isNull(nullShare);
-  Grid grid(rows, std::vector<short>(columns));
-  for (auto& row : grid) {
-    for (auto& v : row) v = isNull(random) ? N : static_cast<short>(value(random));
-  }
-  return grid;
-}
-
 class SurfaceFilterTest : public rotest::LeakCheckedTest {
  protected:
-  Ty::Object<void*> Map(const Grid& grid) {
-    return rotest::MakeArray2<short>(zTypeOf(z16s), grid, alloc_);
-  }
+  Ty::Object<void*> Map(const Grid& grid) { return filtertest::H(grid, alloc_); }
   Grid Filter(const Grid& grid, Point2d<unsigned long long> size, int keepNulls) {
     Ty::Object<void*> in = Map(grid);
     Ty::Object<void*> out = Map(Grid(grid.size(), std::vector<short>(grid[0].size())));
@@ -90,11 +75,7 @@ TEST_F(SurfaceFilterTest, SmallMapsAgainstHandResults) {
       {"truncation toward zero", {{-3, 0, -4}}, {3, 1}, 0, {{-1, -2, -2}}},
       {"column pass alone", {{1}, {N}, {6}}, {1, 3}, 0, {{1}, {3}, {6}}},
       {"mean of row means, not a 2-D mean", {{0, 9}, {6, N}}, {3, 3}, 0, {{5, 5}, {5, 5}}},
-      {"keepNulls tests the row means in the column pass",
-       {{N, N}, {4, 8}},
-       {1, 3},
-       1,
-       {{N, N}, {4, 8}}},
+      {"keepNulls tests the row means", {{N, N}, {4, 8}}, {1, 3}, 1, {{N, N}, {4, 8}}},
       {"all null stays null", {{N, N}, {N, N}}, {5, 5}, 0, {{N, N}, {N, N}}},
       {"window wider than the map", {{1, 2, 3}}, {101, 1}, 0, {{2, 2, 2}}},
   };
@@ -174,29 +155,26 @@ TEST_F(SurfaceFilterTest, InPlaceGivesTheSameResult) {
 }
 
 TEST_F(SurfaceFilterTest, RefusesBadMaps) {
-  const char* kName = "Ro::Vision::SurfaceFilter::SurfaceFilter";
-  Ty::Object<void*> map = Map({{1, 2}, {3, 4}});
-  Ty::Object<void*> wide = Map({{1, 2, 3}, {3, 4, 5}});
-  Ty::Object<void*> tall = Map({{1, 2}, {3, 4}, {5, 6}});
-  Ty::Object<void*> bytes = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), {{1, 2}, {3, 4}});
-  Ty::Object<void*> none;
-  for (const auto& [in, out] : std::vector<std::pair<Ty::Object<void*>, Ty::Object<void*>>>{
-           {none, map}, {map, none}, {bytes, map}, {map, bytes}, {map, wide}, {map, tall}}) {
-    auto caught = rotest::CatchTy([&] { SurfaceFilter(in, out, alloc_); });
-    ASSERT_TRUE(caught.has_value());
-    EXPECT_EQ(caught->Status(), -997);
-    EXPECT_EQ(caught->Line(), 2004);
-    EXPECT_EQ(caught->File(), "Filter/Filter");
-    EXPECT_EQ(caught->Function(), kName);
-  }
+  const auto map = Map({{1, 2}, {3, 4}}), wide = Map({{1, 2, 3}, {3, 4, 5}});
+  const auto tall = Map({{1, 2}, {3, 4}, {5, 6}}), bytes = filtertest::B({{1, 2}, {3, 4}});
+  const auto call = [&](const Ty::Object<void*>& in, const Ty::Object<void*>& out) {
+    return [&] { SurfaceFilter(in, out, alloc_); };
+  };
+  const Ty::Object<void*> null;
+  filtertest::ExpectRefusals({{"null input", call(null, map), 2004},
+                              {"null output", call(map, null), 2004},
+                              {"input not z16s", call(bytes, map), 2004},
+                              {"output not z16s", call(map, bytes), 2004},
+                              {"output wider", call(map, wide), 2004},
+                              {"output taller", call(map, tall), 2004}},
+                             "Ro::Vision::SurfaceFilter::SurfaceFilter", "Filter/Filter");
 }
 
 TEST_F(SurfaceFilterTest, FailingAllocationsRaiseThePlatformStatus) {
   // The caller's maps come from the default allocator, so that only the filter's own arrays
   // are counted.
   const Grid in = RandomGrid(6, 9, 0.1, 5);
-  Ty::Object<void*> input = rotest::MakeArray2<short>(zTypeOf(z16s), in);
-  Ty::Object<void*> output = rotest::MakeArray2<short>(zTypeOf(z16s), in);
+  Ty::Object<void*> input = filtertest::H(in), output = filtertest::H(in);
   const zSize made = rotest::ExpectEveryAllocationFailureRaised(alloc_, [&] {
     SurfaceFilter filter(input, output, alloc_);
     filter.Average({3, 3}, 0).Average({5, 5}, 0);
@@ -272,28 +250,23 @@ TEST(SurfaceAverageKernel, FastPrefixAndDifferenceMatchPlain) {
 
 TEST(SurfaceAverageKernel, FastAccumulationMatchesPlain) {
   namespace sa = Ro::Vision::surface_average;
-  const Grid rows = RandomGrid(3, 37, 0.2, 9);
-  std::vector<std::int32_t> fastSum(37, 5), fastCount(37, 2), plainSum(37, 5), plainCount(37, 2);
-  for (bool add : {true, false, true}) {
-    for (const auto& row : rows) {
-      sa::AccumulateFast(fastSum.data(), fastCount.data(), row.data(), row.size(), add);
-      sa::AccumulatePlain(plainSum.data(), plainCount.data(), row.data(), row.size(), add);
-    }
-  }
-  EXPECT_EQ(fastSum, plainSum);
-  EXPECT_EQ(fastCount, plainCount);
+  using Accumulate = void (*)(std::int32_t*, std::int32_t*, const short*, std::size_t, bool);
+  std::vector<Accumulate> fast = {sa::AccumulateFast};
 #if defined(RO_SURFACE_AVERAGE_AVX2)
-  if (sa::HasAvx2()) {
-    std::vector<std::int32_t> avxSum(37, 5), avxCount(37, 2);
+  if (sa::HasAvx2()) fast.push_back(sa::AccumulateAvx2);
+#endif
+  const Grid rows = RandomGrid(3, 37, 0.2, 9);
+  const auto run = [&](Accumulate accumulate) {
+    std::pair<std::vector<std::int32_t>, std::vector<std::int32_t>> sumCount{
+        std::vector<std::int32_t>(37, 5), std::vector<std::int32_t>(37, 2)};
     for (bool add : {true, false, true}) {
       for (const auto& row : rows) {
-        sa::AccumulateAvx2(avxSum.data(), avxCount.data(), row.data(), row.size(), add);
+        accumulate(sumCount.first.data(), sumCount.second.data(), row.data(), row.size(), add);
       }
     }
-    EXPECT_EQ(avxSum, plainSum);
-    EXPECT_EQ(avxCount, plainCount);
-  }
-#endif
+    return sumCount;
+  };
+  for (Accumulate accumulate : fast) EXPECT_EQ(run(accumulate), run(sa::AccumulatePlain));
 }
 
 }  // namespace
