@@ -182,11 +182,11 @@ TEST_F(SurfaceFilterTest, FailingAllocationsRaiseThePlatformStatus) {
   EXPECT_GT(made, 2u);  // work arrays of both calls and the clone for the second
 }
 
-// The SSE2 steps against the plain ones they replace.
+namespace sa = Ro::Vision::surface_average;
+// The SSE2 steps (and the AVX2 ones, where the processor has them) against the plain ones they
+// replace.
 TEST(SurfaceAverageKernel, FastDivisionMatchesIntegerDivision) {
-  namespace sa = Ro::Vision::surface_average;
-  std::vector<std::int32_t> sums;
-  std::vector<std::int32_t> counts;
+  std::vector<std::int32_t> sums, counts;
   for (std::int32_t count = 0; count <= static_cast<std::int32_t>(sa::kMaxFastCount); ++count) {
     // Exact multiples and their neighbours, where a rounded quotient could cross an integer,
     // up to the largest sum such a count can reach.
@@ -203,28 +203,25 @@ TEST(SurfaceAverageKernel, FastDivisionMatchesIntegerDivision) {
   }
   std::vector<short> own(sums.size(), 1);
   for (std::size_t i = 0; i < own.size(); i += 3) own[i] = N;
-  for (bool keepNulls : {false, true}) {
-    std::vector<short> fast(sums.size());
-    std::vector<short> plain(sums.size());
-    sa::WriteMeansFast(sums.data(), counts.data(), own.data(), fast.data(), sums.size(), keepNulls);
-    sa::WriteMeansPlain(sums.data(), counts.data(), own.data(), plain.data(), sums.size(),
-                        keepNulls);
-    ASSERT_EQ(fast, plain);
+  const auto run = [&](auto writeMeans, bool keepNulls) {
+    std::vector<short> means(sums.size());
+    writeMeans(sums.data(), counts.data(), own.data(), means.data(), sums.size(), keepNulls);
+    return means;
+  };
+  std::vector<decltype(&sa::WriteMeansFast)> steps = {sa::WriteMeansFast};
 #if defined(RO_SURFACE_AVERAGE_AVX2)
-    if (sa::HasAvx2()) {
-      sa::WriteMeansAvx2(sums.data(), counts.data(), own.data(), fast.data(), sums.size(),
-                         keepNulls);
-      ASSERT_EQ(fast, plain) << "AVX2";
-    }
+  if (sa::HasAvx2()) steps.push_back(sa::WriteMeansAvx2);
 #endif
+  for (auto step : steps) {
+    for (bool keep : {false, true})
+      ASSERT_EQ(run(step, keep), run(sa::WriteMeansPlain<std::int32_t>, keep));
   }
 }
 
+// Long rows of large values wrap the 32-bit prefix; the differences must still be exact.
 TEST(SurfaceAverageKernel, FastPrefixAndDifferenceMatchPlain) {
-  namespace sa = Ro::Vision::surface_average;
   for (std::size_t n : {0u, 5u, 8u, 37u, 70000u}) {
     Grid row = RandomGrid(1, n, 0.2, static_cast<unsigned>(n));
-    // Long rows of large values wrap the 32-bit prefix; the differences must still be exact.
     if (n == 70000) row = Grid(1, std::vector<short>(n, 32767));
     std::vector<std::uint32_t> fastSums(n + 1), fastCounts(n + 1), sums(n + 1), counts(n + 1);
     sa::PrefixFast(row[0].data(), fastSums.data(), fastCounts.data(), n);
@@ -232,41 +229,38 @@ TEST(SurfaceAverageKernel, FastPrefixAndDifferenceMatchPlain) {
     ASSERT_EQ(fastSums, sums) << n;
     ASSERT_EQ(fastCounts, counts) << n;
     if (n < 20) continue;
-    std::vector<std::int32_t> fast(n - 15), plain(n - 15);
-    sa::DifferenceFast(sums.data() + 15, sums.data(), fast.data(), n - 15);
-    sa::DifferencePlain(sums.data() + 15, sums.data(), plain.data(), n - 15);
-    EXPECT_EQ(fast, plain);
+    const auto run = [&](auto difference) {
+      std::vector<std::int32_t> out(n - 15);
+      difference(sums.data() + 15, sums.data(), out.data(), n - 15);
+      return out;
+    };
+    const auto plain = run(sa::DifferencePlain);
+    std::vector<decltype(&sa::DifferenceFast)> steps = {sa::DifferenceFast};
+#if defined(RO_SURFACE_AVERAGE_AVX2)
+    if (sa::HasAvx2()) steps.push_back(sa::DifferenceAvx2);
+#endif
+    for (auto step : steps) EXPECT_EQ(run(step), plain) << n;
     if (n == 70000) {
       EXPECT_EQ(plain.back(), 15 * 32767);
     }
-#if defined(RO_SURFACE_AVERAGE_AVX2)
-    if (sa::HasAvx2()) {
-      sa::DifferenceAvx2(sums.data() + 15, sums.data(), fast.data(), n - 15);
-      EXPECT_EQ(fast, plain);
-    }
-#endif
   }
 }
 
 TEST(SurfaceAverageKernel, FastAccumulationMatchesPlain) {
-  namespace sa = Ro::Vision::surface_average;
-  using Accumulate = void (*)(std::int32_t*, std::int32_t*, const short*, std::size_t, bool);
-  std::vector<Accumulate> fast = {sa::AccumulateFast};
-#if defined(RO_SURFACE_AVERAGE_AVX2)
-  if (sa::HasAvx2()) fast.push_back(sa::AccumulateAvx2);
-#endif
   const Grid rows = RandomGrid(3, 37, 0.2, 9);
-  const auto run = [&](Accumulate accumulate) {
-    std::pair<std::vector<std::int32_t>, std::vector<std::int32_t>> sumCount{
-        std::vector<std::int32_t>(37, 5), std::vector<std::int32_t>(37, 2)};
+  const auto run = [&](auto accumulate) {
+    std::vector<std::int32_t> sum(37, 5), count(37, 2);
     for (bool add : {true, false, true}) {
-      for (const auto& row : rows) {
-        accumulate(sumCount.first.data(), sumCount.second.data(), row.data(), row.size(), add);
-      }
+      for (const auto& row : rows)
+        accumulate(sum.data(), count.data(), row.data(), row.size(), add);
     }
-    return sumCount;
+    return std::pair{sum, count};
   };
-  for (Accumulate accumulate : fast) EXPECT_EQ(run(accumulate), run(sa::AccumulatePlain));
+  std::vector<decltype(&sa::AccumulateFast)> steps = {sa::AccumulateFast};
+#if defined(RO_SURFACE_AVERAGE_AVX2)
+  if (sa::HasAvx2()) steps.push_back(sa::AccumulateAvx2);
+#endif
+  for (auto step : steps) EXPECT_EQ(run(step), run(sa::AccumulatePlain<std::int32_t>));
 }
 
 }  // namespace
