@@ -6,7 +6,7 @@
 #include <opencv2/imgproc.hpp>
 #include <random>
 
-#include "support/TestSupport.h"
+#include "FilterTestSupport.h"
 
 namespace {
 
@@ -94,26 +94,30 @@ TEST_F(PadArrayTest, NullPointsAndNullDoubles) {
   EXPECT_EQ(Padded<float>(floats, 1, 0, 0, 0, PadMode::Null)[0][0], -FLT_MAX);
 }
 
+// Reflect takes margins up to size - 1, not size or more; an empty map can only be padded with
+// a constant.
 TEST_F(PadArrayTest, BadArguments) {
-  const auto in = rotest::MakeArray2<short>(zTypeOf(z16s), {{1, 2, 3}, {4, 5, 6}});
-  const auto bytes = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), {{1}});
+  const auto in = filtertest::H({{1, 2, 3}, {4, 5, 6}}), bytes = filtertest::B({{1}});
   const auto wrong = rotest::MakeArray2<unsigned short>(zTypeOf(z16u), {{1}});
-  Ty::Object<void*> out;
-  EXPECT_TY_THROW(PadArray2(Ty::Object<void*>(), 1, 1, 1, 1, PadMode::Null, 0, out, nullptr), -997,
-                  kPad);
-  // Reflect: a margin of size - 1 works, one of size or more does not.
-  EXPECT_NO_THROW(PadArray2(in, 1, 1, 2, 2, PadMode::Reflect101, 0, out, nullptr));
-  EXPECT_TY_THROW(PadArray2(in, 2, 0, 0, 0, PadMode::Reflect101, 0, out, nullptr), -997, kPad);
-  EXPECT_TY_THROW(PadArray2(in, 0, 0, 0, 3, PadMode::Reflect101, 0, out, nullptr), -997, kPad);
-  EXPECT_TY_THROW(PadArray2(in, 0, 0, 0, 1, static_cast<PadMode>(7), 0, out, nullptr), -997, kPad);
-  EXPECT_TY_THROW(PadArray2(in, 1, 0, 0, 0, PadMode::Constant, 0.5, out, nullptr), -997, kPad);
-  EXPECT_TY_THROW(PadArray2(bytes, 1, 0, 0, 0, PadMode::Constant, 256, out, nullptr), -997, kPad);
-  EXPECT_TY_THROW(PadArray2(wrong, 1, 0, 0, 0, PadMode::Null, 0, out, nullptr), -996, kPad);
-  Ty::Object<void*> empty;
+  Ty::Object<void*> out, empty;
   ASSERT_EQ(zArray2_Construct(empty.Address(), zTypeOf(z16s), 0, 3, nullptr), zOK);
-  EXPECT_TY_THROW(PadArray2(empty, 1, 0, 0, 0, PadMode::Replicate, 0, out, nullptr), -997, kPad);
+  EXPECT_NO_THROW(PadArray2(in, 1, 1, 2, 2, PadMode::Reflect101, 0, out, nullptr));
   EXPECT_EQ(Padded<short>(empty, 1, 0, 1, 0, PadMode::Constant, 4),
             (std::vector<std::vector<short>>{{4, 4, 4, 4}}));
+  const auto pad = [&](const Ty::Object<void*>& a, unsigned long long t, unsigned long long r,
+                       PadMode mode, double value) {
+    return [&, t, r, mode, value] { PadArray2(a, t, 0, 0, r, mode, value, out, nullptr); };
+  };
+  const Ty::Object<void*> null;
+  filtertest::ExpectRefusals({{"null map", pad(null, 1, 1, PadMode::Null, 0)},
+                              {"reflect rows", pad(in, 2, 0, PadMode::Reflect101, 0)},
+                              {"reflect columns", pad(in, 0, 3, PadMode::Reflect101, 0)},
+                              {"unknown mode", pad(in, 0, 1, static_cast<PadMode>(7), 0)},
+                              {"fractional constant", pad(in, 1, 0, PadMode::Constant, 0.5)},
+                              {"constant out of range", pad(bytes, 1, 0, PadMode::Constant, 256)},
+                              {"replicate nothing", pad(empty, 1, 0, PadMode::Replicate, 0)},
+                              {"unsupported type", pad(wrong, 1, 0, PadMode::Null, 0), 0, -996}},
+                             kPad);
 }
 
 TEST_F(PadArrayTest, FailingAllocationsRaise) {
@@ -186,20 +190,21 @@ TEST_F(PadArrayTest, SmoothEqualsOpenCv) {
 
 TEST_F(PadArrayTest, SmoothBadArguments) {
   const auto in = rotest::MakeArray2<double>(zTypeOf(z64f), {{1, 2}});
-  const auto heights = rotest::MakeArray2<short>(zTypeOf(z16s), {{1, 2}});
+  const auto heights = filtertest::H({{1, 2}});
+  const Ty::Object<void*> null;
   Ty::Object<void*> out;
-  EXPECT_TY_THROW(SmoothFullArray2(Ty::Object<void*>(), SmoothKind::Box, {3, 3}, {}, out, nullptr),
-                  -997, kSmooth);
-  EXPECT_TY_THROW(SmoothFullArray2(heights, SmoothKind::Box, {3, 3}, {}, out, nullptr), -996,
-                  kSmooth);
-  EXPECT_TY_THROW(SmoothFullArray2(in, SmoothKind::Box, {0, 3}, {}, out, nullptr), -997, kSmooth);
-  EXPECT_TY_THROW(SmoothFullArray2(in, SmoothKind::Gaussian, {3, 3}, {0.0, 1.0}, out, nullptr),
-                  -997, kSmooth);
-  EXPECT_TY_THROW(
-      SmoothFullArray2(in, SmoothKind::Gaussian, {3, 3}, {1.0, std::nan("")}, out, nullptr), -997,
-      kSmooth);
-  EXPECT_TY_THROW(SmoothFullArray2(in, static_cast<SmoothKind>(5), {3, 3}, {}, out, nullptr), -997,
-                  kSmooth);
+  const auto smooth = [&](const Ty::Object<void*>& a, SmoothKind kind,
+                          Point2d<unsigned long long> size, Point2d<double> sigma) {
+    return [&, kind, size, sigma] { SmoothFullArray2(a, kind, size, sigma, out, nullptr); };
+  };
+  const SmoothKind box = SmoothKind::Box, gauss = SmoothKind::Gaussian;
+  filtertest::ExpectRefusals({{"null map", smooth(null, box, {3, 3}, {})},
+                              {"heights", smooth(heights, box, {3, 3}, {}), 0, -996},
+                              {"zero width", smooth(in, box, {0, 3}, {})},
+                              {"zero sigma", smooth(in, gauss, {3, 3}, {0.0, 1.0})},
+                              {"NaN sigma", smooth(in, gauss, {3, 3}, {1.0, NAN})},
+                              {"unknown kind", smooth(in, static_cast<SmoothKind>(5), {3, 3}, {})}},
+                             kSmooth);
 }
 
 }  // namespace

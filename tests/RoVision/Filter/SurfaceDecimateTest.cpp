@@ -2,29 +2,25 @@
 
 #include <cmath>
 
-#include "support/TestSupport.h"
+#include "FilterTestSupport.h"
 
 namespace {
 
+using filtertest::Bytes;
+using filtertest::Heights;
+using filtertest::N;
 using Ro::Vision::Point2d;
 using Ro::Vision::Surface;
-using Heights = std::vector<std::vector<short>>;
-using Bytes = std::vector<std::vector<unsigned char>>;
-constexpr short N = -32768;
+using Counts = Point2d<unsigned long long>;
+using Factors = Point2d<double>;
 
 class SurfaceDecimateTest : public rotest::LeakCheckedTest {
  protected:
   Surface Make(const Heights& h, const Bytes& i = {}) {
-    Surface s;
-    s.scale = {0.5, 0.25, 0.01};
-    s.offset = {10, -5, 3};
-    s.layers.push_back(rotest::MakeArray2<short>(zTypeOf(z16s), h, alloc_));
-    if (!i.empty()) s.layers.push_back(rotest::MakeArray2<unsigned char>(zTypeOf(z8u), i, alloc_));
-    return s;
+    return rotest::MakeSurface(h, {10, -5, 3}, {0.5, 0.25, 0.01}, alloc_, i);
   }
-  static Point2d<double> Factors(double x, double y) { return {x, y}; }
-  static Point2d<unsigned long long> Counts(unsigned long long x, unsigned long long y) {
-    return {x, y};
+  Heights DecimatedHeights(const Heights& h, Counts counts) {
+    return rotest::ReadArray2<short>(SurfaceDecimate(Make(h), counts, {1, 1}, alloc_).layers[0]);
   }
 };
 
@@ -41,7 +37,7 @@ TEST_F(SurfaceDecimateTest, APlaneStaysTheSamePlaneInWorldUnits) {
     const double row = (y - in.offset.y) / in.scale.y;
     return in.offset.z + in.scale.z * (2 * column + 3 * row);
   };
-  const Surface out = SurfaceDecimate(in, Counts(0, 0), Factors(0.25, 0.25), alloc_);
+  const Surface out = SurfaceDecimate(in, {0, 0}, {0.25, 0.25}, alloc_);
   const Heights got = rotest::ReadArray2<short>(out.layers[0]);
   ASSERT_EQ(got.size(), 10u);
   ASSERT_EQ(got[0].size(), 15u);
@@ -69,18 +65,12 @@ TEST_F(SurfaceDecimateTest, BlocksAreNullAwareMeans) {
   const Bytes i = {{10, 0, 0, 50, 7},  //
                    {20, 0, 0, 0, 8}};
   // 5 columns to 3: blocks [0, 1) [1, 3) [3, 5); 2 rows to 1.
-  const Surface out = SurfaceDecimate(Make(h, i), Counts(3, 1), Factors(0, 0), alloc_);
+  const Surface out = SurfaceDecimate(Make(h, i), {3, 1}, {0, 0}, alloc_);
   EXPECT_EQ(rotest::ReadArray2<short>(out.layers[0]), (Heights{{2, 2, 9}}));
   // Intensities average their own non-zero values: (50 + 7 + 8) / 3 = 21.
   EXPECT_EQ(rotest::ReadArray2<unsigned char>(out.layers[1]), (Bytes{{15, 0, 21}}));
-  const Heights allNull = {{N, N}, {N, N}};
-  EXPECT_EQ(rotest::ReadArray2<short>(
-                SurfaceDecimate(Make(allNull), Counts(1, 1), Factors(1, 1), alloc_).layers[0]),
-            (Heights{{N}}));
-  const Heights negative = {{-3, -4}};  // mean -3.5 truncates toward zero
-  EXPECT_EQ(rotest::ReadArray2<short>(
-                SurfaceDecimate(Make(negative), Counts(1, 1), Factors(1, 1), alloc_).layers[0]),
-            (Heights{{-3}}));
+  EXPECT_EQ(DecimatedHeights({{N, N}, {N, N}}, {1, 1}), (Heights{{N}}));
+  EXPECT_EQ(DecimatedHeights({{-3, -4}}, {1, 1}), (Heights{{-3}})) << "-3.5 truncates toward zero";
 }
 
 TEST_F(SurfaceDecimateTest, CountsWinOverFactorsAndFactorsAreCapped) {
@@ -105,7 +95,7 @@ TEST_F(SurfaceDecimateTest, CountsWinOverFactorsAndFactorsAreCapped) {
     EXPECT_EQ(zArray2_Rows(out.layers[0]), c.rows) << c.name;
     EXPECT_EQ(zArray2_Columns(out.layers[0]), c.columns) << c.name;
   }
-  const Surface same = SurfaceDecimate(in, Counts(0, 0), Factors(1, 1), alloc_);
+  const Surface same = SurfaceDecimate(in, {0, 0}, {1, 1}, alloc_);
   EXPECT_EQ(same.scale.x, in.scale.x);
   EXPECT_EQ(same.offset.x, in.offset.x);
 }
@@ -114,7 +104,7 @@ TEST_F(SurfaceDecimateTest, KeepsLayerCountAndUnsetComponents) {
   Surface in = Make({{1, 2}, {3, 4}});
   in.layers.emplace_back();  // an empty intensity slot stays an empty slot
   in.scale.y = Ro::Vision::kNullDouble;
-  const Surface out = SurfaceDecimate(in, Counts(1, 1), Factors(1, 1), alloc_);
+  const Surface out = SurfaceDecimate(in, {1, 1}, {1, 1}, alloc_);
   ASSERT_EQ(out.layers.size(), 2u);
   EXPECT_TRUE(out.layers[1].IsNull());
   EXPECT_EQ(out.scale.y, Ro::Vision::kNullDouble);
@@ -123,48 +113,32 @@ TEST_F(SurfaceDecimateTest, KeepsLayerCountAndUnsetComponents) {
 }
 
 TEST_F(SurfaceDecimateTest, RefusesBadArguments) {
-  Surface good = Make({{1, 2}, {3, 4}});
-  Surface noLayer;
-  Surface bytes;
-  bytes.layers.push_back(rotest::MakeArray2<unsigned char>(zTypeOf(z8u), {{1}}, alloc_));
-  Surface badIntensity = Make({{1, 2}, {3, 4}});
-  badIntensity.layers.push_back(rotest::MakeArray2<short>(zTypeOf(z16s), {{1, 2}, {3, 4}}, alloc_));
-  Surface empty;
-  empty.layers.push_back(rotest::MakeArray2<short>(zTypeOf(z16s), {}, alloc_));
-  struct Case {
-    const char* name;
-    const Surface* surface;
-    Point2d<double> factors;
-    int line;
+  const Surface good = Make({{1, 2}, {3, 4}});
+  Surface noLayer, bytes, empty, badIntensity = Make({{1, 2}, {3, 4}});
+  bytes.layers.push_back(filtertest::B({{1}}, alloc_));
+  badIntensity.layers.push_back(filtertest::H({{1, 2}, {3, 4}}, alloc_));
+  empty.layers.push_back(filtertest::H({}, alloc_));
+  const auto call = [&](const Surface& s, Factors factors) {
+    return [&, factors] { SurfaceDecimate(s, {0, 0}, factors, alloc_); };
   };
-  const std::vector<Case> cases = {
-      {"no height layer", &noLayer, {1, 1}, 2505},
-      {"height layer not z16s", &bytes, {1, 1}, 2505},
-      {"intensity layer not z8u", &badIntensity, {1, 1}, 2517},
-      {"factor x of 0", &good, {0, 1}, 2524},
-      {"NaN factor x", &good, {std::nan(""), 1}, 2524},
-      {"negative factor y", &good, {1, -0.5}, 2529},
-      {"unset factor y", &good, {1, Ro::Vision::kNullDouble}, 2529},
-      {"empty height map", &empty, {1, 1}, 2547},
-  };
-  for (const Case& c : cases) {
-    auto caught =
-        rotest::CatchTy([&] { SurfaceDecimate(*c.surface, Counts(0, 0), c.factors, alloc_); });
-    ASSERT_TRUE(caught.has_value()) << c.name;
-    EXPECT_EQ(caught->Status(), -997) << c.name;
-    EXPECT_EQ(caught->Line(), c.line) << c.name;
-    EXPECT_EQ(caught->Function(), "Ro::Vision::SurfaceDecimate") << c.name;
-  }
+  filtertest::ExpectRefusals({{"no height layer", call(noLayer, {1, 1}), 2505},
+                              {"height layer not z16s", call(bytes, {1, 1}), 2505},
+                              {"intensity layer not z8u", call(badIntensity, {1, 1}), 2517},
+                              {"factor x of 0", call(good, {0, 1}), 2524},
+                              {"NaN factor x", call(good, {NAN, 1}), 2524},
+                              {"negative factor y", call(good, {1, -0.5}), 2529},
+                              {"unset factor y", call(good, {1, Ro::Vision::kNullDouble}), 2529},
+                              {"empty height map", call(empty, {1, 1}), 2547}},
+                             "Ro::Vision::SurfaceDecimate");
 }
 
 TEST_F(SurfaceDecimateTest, FailingAllocationsRaiseThePlatformStatus) {
-  Surface in;
-  in.scale = {1, 1, 1};
-  in.offset = {0, 0, 0};
-  in.layers.push_back(rotest::MakeArray2<short>(zTypeOf(z16s), {{1, 2}, {3, 4}}));
-  in.layers.push_back(rotest::MakeArray2<unsigned char>(zTypeOf(z8u), {{1, 2}, {3, 4}}));
-  const zSize made = rotest::ExpectEveryAllocationFailureRaised(
-      alloc_, [&] { SurfaceDecimate(in, Counts(1, 1), Factors(1, 1), alloc_); });
+  // Inputs on the default allocator: only the outputs are counted.
+  const Surface in =
+      rotest::MakeSurface({{1, 2}, {3, 4}}, {0, 0, 0}, {1, 1, 1}, nullptr, {{1, 2}, {3, 4}});
+  const zSize made = rotest::ExpectEveryAllocationFailureRaised(alloc_, [&] {
+    SurfaceDecimate(in, {1, 1}, {1, 1}, alloc_);
+  });
   EXPECT_GE(made, 2u);
 }
 

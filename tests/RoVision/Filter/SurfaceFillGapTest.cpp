@@ -4,14 +4,14 @@
 
 #include <cmath>
 
-#include "support/TestSupport.h"
+#include "FilterTestSupport.h"
 
 namespace {
 
+using filtertest::Bytes;
+using filtertest::Heights;
+using filtertest::N;
 using Ro::Vision::SurfaceFillGapParams;
-using Heights = std::vector<std::vector<short>>;
-using Bytes = std::vector<std::vector<unsigned char>>;
-constexpr short N = -32768;
 
 // Spacing 2, z scale 1 and 45 degrees give a slope step of 2 raw counts per cell.
 SurfaceFillGapParams Params(double maxGapX, double maxGapY) {
@@ -41,11 +41,9 @@ class SurfaceFillGapTest : public rotest::LeakCheckedTest {
     Bytes intensities;
   };
   Result Fill(const SurfaceFillGapParams& p, const Heights& h, const Bytes& i = {}) {
-    Ty::Object<void*> heights = rotest::MakeArray2<short>(zTypeOf(z16s), h, alloc_);
-    Ty::Object<void*> intensities;
-    if (!i.empty()) intensities = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), i, alloc_);
-    Ty::Object<void*> outHeights;
-    Ty::Object<void*> outIntensities;
+    const auto heights = filtertest::H(h, alloc_);
+    const auto intensities = i.empty() ? Ty::Object<void*>() : filtertest::B(i, alloc_);
+    Ty::Object<void*> outHeights, outIntensities;
     Ro::Vision::SurfaceFillGapXY(p, heights, intensities, outHeights, outIntensities, alloc_);
     EXPECT_EQ(outIntensities.IsNull(), i.empty());
     return {rotest::ReadArray2<short>(outHeights),
@@ -75,67 +73,53 @@ TEST(SurfaceFillGapLimits, DerivedFromTheParameters) {
   EXPECT_EQ(Ro::Vision::DeriveFillGapLimits(p).slopeStepX, 32767) << "capped";
 }
 
+// Gap cells 3 (max gap 6 over spacing 2), slope step 2. Without intensities given, zeros go in
+// and must come out.
 TEST_F(SurfaceFillGapTest, RowFillHandResults) {
   struct Case {
     const char* name;
     std::vector<short> in;
-    std::vector<unsigned char> intensity;
     int fillMode;
     std::vector<short> expected;
-    std::vector<unsigned char> expectedIntensity;
+    std::vector<unsigned char> intensity = {}, expectedIntensity = {};
   };
-  // Gap cells 3 (max gap 6 over spacing 2), slope step 2.
   const std::vector<Case> cases = {
       {"slope at the limit interpolates",
        {0, N, N, 6},
-       {10, 0, 0, 41},
        0,
        {0, 2, 4, 6},
+       {10, 0, 0, 41},
        {10, 20, 30, 41}},
       {"steep rise, fill mode 0: lower edge and its intensity",
        {0, N, N, 7},
-       {10, 0, 0, 40},
        0,
        {0, 0, 0, 7},
+       {10, 0, 0, 40},
        {10, 10, 10, 40}},
       {"steep rise, fill mode 1: higher edge",
        {0, N, N, 7},
-       {10, 0, 0, 40},
        1,
        {0, 7, 7, 7},
+       {10, 0, 0, 40},
        {10, 40, 40, 40}},
       {"steep drop, fill mode 1: higher (left) edge",
        {7, N, N, 0},
-       {10, 0, 0, 40},
        1,
        {7, 7, 7, 0},
+       {10, 0, 0, 40},
        {10, 10, 10, 40}},
-      {"interpolation truncates toward zero",
-       {0, N, N, -4},
-       {0, 0, 0, 0},
-       0,
-       {0, -1, -2, -4},
-       {0, 0, 0, 0}},
-      {"three nulls are filled",
-       {0, N, N, N, 8},
-       {0, 0, 0, 0, 0},
-       0,
-       {0, 2, 4, 6, 8},
-       {0, 0, 0, 0, 0}},
-      {"four are not",
-       {0, N, N, N, N, 8},
-       {0, 0, 0, 0, 0, 0},
-       0,
-       {0, N, N, N, N, 8},
-       {0, 0, 0, 0, 0, 0}},
       {"nulls at the ends stay",
        {N, 1, N, 3, N},
-       {0, 1, 0, 3, 0},
        0,
        {N, 1, 2, 3, N},
+       {0, 1, 0, 3, 0},
        {0, 1, 2, 3, 0}},
+      {"interpolation truncates toward zero", {0, N, N, -4}, 0, {0, -1, -2, -4}},
+      {"three nulls are filled", {0, N, N, N, 8}, 0, {0, 2, 4, 6, 8}},
+      {"four are not", {0, N, N, N, N, 8}, 0, {0, N, N, N, N, 8}},
   };
-  for (const Case& c : cases) {
+  for (Case c : cases) {
+    if (c.intensity.empty()) c.intensity = c.expectedIntensity = Bytes::value_type(c.in.size());
     SurfaceFillGapParams p = Params(6, 0);
     p.fillMode = c.fillMode;
     const Result got = Fill(p, {c.in}, {c.intensity});
@@ -199,58 +183,38 @@ TEST_F(SurfaceFillGapTest, NoGapLimitMeansExactCopies) {
 }
 
 TEST_F(SurfaceFillGapTest, RefusesBadArguments) {
-  Ty::Object<void*> heights = rotest::MakeArray2<short>(zTypeOf(z16s), {{1, 2}, {3, 4}});
-  Ty::Object<void*> bytes = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), {{1, 2}, {3, 4}});
-  Ty::Object<void*> wideBytes = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), {{1, 2, 3}});
-  Ty::Object<void*> none;
-  struct Case {
-    const char* name;
-    SurfaceFillGapParams params;
-    Ty::Object<void*> heights;
-    Ty::Object<void*> intensities;
-    int line;
+  const auto heights = filtertest::H({{1, 2}, {3, 4}}), none = Ty::Object<void*>();
+  const auto bytes = filtertest::B({{1, 2}, {3, 4}}), wideBytes = filtertest::B({{1, 2, 3}});
+  Ty::Object<void*> outHeights, outIntensities;
+  const auto call = [&](void (*change)(SurfaceFillGapParams&), const Ty::Object<void*>& h,
+                        const Ty::Object<void*>& i) {
+    return [&, change] {
+      SurfaceFillGapParams p = Params(4, 4);
+      change(p);
+      Ro::Vision::SurfaceFillGapXY(p, h, i, outHeights, outIntensities, alloc_);
+    };
   };
-  auto with = [](auto change) {
-    SurfaceFillGapParams p = Params(4, 4);
-    change(p);
-    return p;
-  };
-  const std::vector<Case> cases = {
-      {"null heights", Params(4, 4), none, none, 2451},
-      {"heights not z16s", Params(4, 4), bytes, none, 2451},
-      {"intensities not z8u", Params(4, 4), heights, heights, 2452},
-      {"intensities of another size", Params(4, 4), heights, wideBytes, 2452},
-      {"angle x of exactly 90", with([](auto& p) { p.maxSlopeAngleX = 90; }), heights, none, 2453},
-      {"negative angle x", with([](auto& p) { p.maxSlopeAngleX = -1; }), heights, none, 2453},
-      {"NaN angle y", with([](auto& p) { p.maxSlopeAngleY = std::nan(""); }), heights, none, 2454},
-      {"zero spacing", with([](auto& p) { p.xSpacing = 0; }), heights, none, 0},
-      {"zero z scale", with([](auto& p) { p.zScale = 0; }), heights, none, 0},
-  };
-  for (const Case& c : cases) {
-    Ty::Object<void*> outHeights;
-    Ty::Object<void*> outIntensities;
-    auto caught = rotest::CatchTy([&] {
-      Ro::Vision::SurfaceFillGapXY(c.params, c.heights, c.intensities, outHeights, outIntensities,
-                                   alloc_);
-    });
-    ASSERT_TRUE(caught.has_value()) << c.name;
-    EXPECT_EQ(caught->Status(), -997) << c.name;
-    EXPECT_EQ(caught->Function(), "Ro::Vision::SurfaceFillGapXY") << c.name;
-    if (c.line != 0) {
-      EXPECT_EQ(caught->Line(), c.line) << c.name;
-    }
-    EXPECT_TRUE(outHeights.IsNull()) << c.name;
-  }
+  const auto same = [](SurfaceFillGapParams&) {};
+  filtertest::ExpectRefusals(
+      {{"null heights", call(same, none, none), 2451},
+       {"heights not z16s", call(same, bytes, none), 2451},
+       {"intensities not z8u", call(same, heights, heights), 2452},
+       {"intensities of another size", call(same, heights, wideBytes), 2452},
+       {"angle x of exactly 90", call([](auto& p) { p.maxSlopeAngleX = 90; }, heights, none), 2453},
+       {"negative angle x", call([](auto& p) { p.maxSlopeAngleX = -1; }, heights, none), 2453},
+       {"NaN angle y", call([](auto& p) { p.maxSlopeAngleY = NAN; }, heights, none), 2454},
+       {"zero spacing", call([](auto& p) { p.xSpacing = 0; }, heights, none)},
+       {"zero z scale", call([](auto& p) { p.zScale = 0; }, heights, none)}},
+      "Ro::Vision::SurfaceFillGapXY");
+  EXPECT_TRUE(outHeights.IsNull());
 }
 
 TEST_F(SurfaceFillGapTest, FailingAllocationsRaiseThePlatformStatus) {
-  Ty::Object<void*> heights = rotest::MakeArray2<short>(zTypeOf(z16s), {{1, N, 3}, {N, 5, N}});
-  Ty::Object<void*> intensities =
-      rotest::MakeArray2<unsigned char>(zTypeOf(z8u), {{1, 2, 3}, {4, 5, 6}});
+  const auto heights = filtertest::H({{1, N, 3}, {N, 5, N}});
+  const auto intensities = filtertest::B({{1, 2, 3}, {4, 5, 6}});
   for (double gap : {0.0, 4.0}) {
     rotest::ExpectEveryAllocationFailureRaised(alloc_, [&] {
-      Ty::Object<void*> outHeights;
-      Ty::Object<void*> outIntensities;
+      Ty::Object<void*> outHeights, outIntensities;
       Ro::Vision::SurfaceFillGapXY(Params(gap, gap), heights, intensities, outHeights,
                                    outIntensities, alloc_);
     });

@@ -1,16 +1,15 @@
 #include <RoVision/Filter/SurfaceAverageKernelPrivate.h>
 #include <RoVision/Filter/SurfaceFilter.h>
 
-#include <random>
-
-#include "support/TestSupport.h"
+#include "FilterTestSupport.h"
 
 namespace {
 
+using filtertest::N;
+using filtertest::RandomGrid;
 using Ro::Vision::Point2d;
 using Ro::Vision::SurfaceFilter;
-using Grid = std::vector<std::vector<short>>;
-constexpr short N = -32768;
+using Grid = filtertest::Heights;
 
 // One pass of the moving average along a line, written the way the filter is specified: a
 // running sum and count, the leaving value removed before the entering one is added. The sum is
@@ -49,23 +48,9 @@ Grid NaiveAverage(const Grid& in, Point2d<unsigned long long> size, bool keepNul
   return out;
 }
 
-Grid RandomGrid(std::size_t rows, std::size_t columns, double nullShare, unsigned seed,
-                short lo = -32767, short hi = 32767) {
-  std::mt19937 random(seed);
-  std::uniform_int_distribution<int> value(lo, hi);
-  std::bernoulli_distribution isNull(nullShare);
-  Grid grid(rows, std::vector<short>(columns));
-  for (auto& row : grid) {
-    for (auto& v : row) v = isNull(random) ? N : static_cast<short>(value(random));
-  }
-  return grid;
-}
-
 class SurfaceFilterTest : public rotest::LeakCheckedTest {
  protected:
-  Ty::Object<void*> Map(const Grid& grid) {
-    return rotest::MakeArray2<short>(zTypeOf(z16s), grid, alloc_);
-  }
+  Ty::Object<void*> Map(const Grid& grid) { return filtertest::H(grid, alloc_); }
   Grid Filter(const Grid& grid, Point2d<unsigned long long> size, int keepNulls) {
     Ty::Object<void*> in = Map(grid);
     Ty::Object<void*> out = Map(Grid(grid.size(), std::vector<short>(grid[0].size())));
@@ -90,11 +75,7 @@ TEST_F(SurfaceFilterTest, SmallMapsAgainstHandResults) {
       {"truncation toward zero", {{-3, 0, -4}}, {3, 1}, 0, {{-1, -2, -2}}},
       {"column pass alone", {{1}, {N}, {6}}, {1, 3}, 0, {{1}, {3}, {6}}},
       {"mean of row means, not a 2-D mean", {{0, 9}, {6, N}}, {3, 3}, 0, {{5, 5}, {5, 5}}},
-      {"keepNulls tests the row means in the column pass",
-       {{N, N}, {4, 8}},
-       {1, 3},
-       1,
-       {{N, N}, {4, 8}}},
+      {"keepNulls tests the row means", {{N, N}, {4, 8}}, {1, 3}, 1, {{N, N}, {4, 8}}},
       {"all null stays null", {{N, N}, {N, N}}, {5, 5}, 0, {{N, N}, {N, N}}},
       {"window wider than the map", {{1, 2, 3}}, {101, 1}, 0, {{2, 2, 2}}},
   };
@@ -174,29 +155,26 @@ TEST_F(SurfaceFilterTest, InPlaceGivesTheSameResult) {
 }
 
 TEST_F(SurfaceFilterTest, RefusesBadMaps) {
-  const char* kName = "Ro::Vision::SurfaceFilter::SurfaceFilter";
-  Ty::Object<void*> map = Map({{1, 2}, {3, 4}});
-  Ty::Object<void*> wide = Map({{1, 2, 3}, {3, 4, 5}});
-  Ty::Object<void*> tall = Map({{1, 2}, {3, 4}, {5, 6}});
-  Ty::Object<void*> bytes = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), {{1, 2}, {3, 4}});
-  Ty::Object<void*> none;
-  for (const auto& [in, out] : std::vector<std::pair<Ty::Object<void*>, Ty::Object<void*>>>{
-           {none, map}, {map, none}, {bytes, map}, {map, bytes}, {map, wide}, {map, tall}}) {
-    auto caught = rotest::CatchTy([&] { SurfaceFilter(in, out, alloc_); });
-    ASSERT_TRUE(caught.has_value());
-    EXPECT_EQ(caught->Status(), -997);
-    EXPECT_EQ(caught->Line(), 2004);
-    EXPECT_EQ(caught->File(), "Filter/Filter");
-    EXPECT_EQ(caught->Function(), kName);
-  }
+  const auto map = Map({{1, 2}, {3, 4}}), wide = Map({{1, 2, 3}, {3, 4, 5}});
+  const auto tall = Map({{1, 2}, {3, 4}, {5, 6}}), bytes = filtertest::B({{1, 2}, {3, 4}});
+  const auto call = [&](const Ty::Object<void*>& in, const Ty::Object<void*>& out) {
+    return [&] { SurfaceFilter(in, out, alloc_); };
+  };
+  const Ty::Object<void*> null;
+  filtertest::ExpectRefusals({{"null input", call(null, map), 2004},
+                              {"null output", call(map, null), 2004},
+                              {"input not z16s", call(bytes, map), 2004},
+                              {"output not z16s", call(map, bytes), 2004},
+                              {"output wider", call(map, wide), 2004},
+                              {"output taller", call(map, tall), 2004}},
+                             "Ro::Vision::SurfaceFilter::SurfaceFilter", "Filter/Filter");
 }
 
 TEST_F(SurfaceFilterTest, FailingAllocationsRaiseThePlatformStatus) {
   // The caller's maps come from the default allocator, so that only the filter's own arrays
   // are counted.
   const Grid in = RandomGrid(6, 9, 0.1, 5);
-  Ty::Object<void*> input = rotest::MakeArray2<short>(zTypeOf(z16s), in);
-  Ty::Object<void*> output = rotest::MakeArray2<short>(zTypeOf(z16s), in);
+  Ty::Object<void*> input = filtertest::H(in), output = filtertest::H(in);
   const zSize made = rotest::ExpectEveryAllocationFailureRaised(alloc_, [&] {
     SurfaceFilter filter(input, output, alloc_);
     filter.Average({3, 3}, 0).Average({5, 5}, 0);
@@ -204,11 +182,11 @@ TEST_F(SurfaceFilterTest, FailingAllocationsRaiseThePlatformStatus) {
   EXPECT_GT(made, 2u);  // work arrays of both calls and the clone for the second
 }
 
-// The SSE2 steps against the plain ones they replace.
+namespace sa = Ro::Vision::surface_average;
+// The SSE2 steps (and the AVX2 ones, where the processor has them) against the plain ones they
+// replace.
 TEST(SurfaceAverageKernel, FastDivisionMatchesIntegerDivision) {
-  namespace sa = Ro::Vision::surface_average;
-  std::vector<std::int32_t> sums;
-  std::vector<std::int32_t> counts;
+  std::vector<std::int32_t> sums, counts;
   for (std::int32_t count = 0; count <= static_cast<std::int32_t>(sa::kMaxFastCount); ++count) {
     // Exact multiples and their neighbours, where a rounded quotient could cross an integer,
     // up to the largest sum such a count can reach.
@@ -225,28 +203,25 @@ TEST(SurfaceAverageKernel, FastDivisionMatchesIntegerDivision) {
   }
   std::vector<short> own(sums.size(), 1);
   for (std::size_t i = 0; i < own.size(); i += 3) own[i] = N;
-  for (bool keepNulls : {false, true}) {
-    std::vector<short> fast(sums.size());
-    std::vector<short> plain(sums.size());
-    sa::WriteMeansFast(sums.data(), counts.data(), own.data(), fast.data(), sums.size(), keepNulls);
-    sa::WriteMeansPlain(sums.data(), counts.data(), own.data(), plain.data(), sums.size(),
-                        keepNulls);
-    ASSERT_EQ(fast, plain);
+  const auto run = [&](auto writeMeans, bool keepNulls) {
+    std::vector<short> means(sums.size());
+    writeMeans(sums.data(), counts.data(), own.data(), means.data(), sums.size(), keepNulls);
+    return means;
+  };
+  std::vector<decltype(&sa::WriteMeansFast)> steps = {sa::WriteMeansFast};
 #if defined(RO_SURFACE_AVERAGE_AVX2)
-    if (sa::HasAvx2()) {
-      sa::WriteMeansAvx2(sums.data(), counts.data(), own.data(), fast.data(), sums.size(),
-                         keepNulls);
-      ASSERT_EQ(fast, plain) << "AVX2";
-    }
+  if (sa::HasAvx2()) steps.push_back(sa::WriteMeansAvx2);
 #endif
+  for (auto step : steps) {
+    for (bool keep : {false, true})
+      ASSERT_EQ(run(step, keep), run(sa::WriteMeansPlain<std::int32_t>, keep));
   }
 }
 
+// Long rows of large values wrap the 32-bit prefix; the differences must still be exact.
 TEST(SurfaceAverageKernel, FastPrefixAndDifferenceMatchPlain) {
-  namespace sa = Ro::Vision::surface_average;
   for (std::size_t n : {0u, 5u, 8u, 37u, 70000u}) {
     Grid row = RandomGrid(1, n, 0.2, static_cast<unsigned>(n));
-    // Long rows of large values wrap the 32-bit prefix; the differences must still be exact.
     if (n == 70000) row = Grid(1, std::vector<short>(n, 32767));
     std::vector<std::uint32_t> fastSums(n + 1), fastCounts(n + 1), sums(n + 1), counts(n + 1);
     sa::PrefixFast(row[0].data(), fastSums.data(), fastCounts.data(), n);
@@ -254,46 +229,38 @@ TEST(SurfaceAverageKernel, FastPrefixAndDifferenceMatchPlain) {
     ASSERT_EQ(fastSums, sums) << n;
     ASSERT_EQ(fastCounts, counts) << n;
     if (n < 20) continue;
-    std::vector<std::int32_t> fast(n - 15), plain(n - 15);
-    sa::DifferenceFast(sums.data() + 15, sums.data(), fast.data(), n - 15);
-    sa::DifferencePlain(sums.data() + 15, sums.data(), plain.data(), n - 15);
-    EXPECT_EQ(fast, plain);
+    const auto run = [&](auto difference) {
+      std::vector<std::int32_t> out(n - 15);
+      difference(sums.data() + 15, sums.data(), out.data(), n - 15);
+      return out;
+    };
+    const auto plain = run(sa::DifferencePlain);
+    std::vector<decltype(&sa::DifferenceFast)> steps = {sa::DifferenceFast};
+#if defined(RO_SURFACE_AVERAGE_AVX2)
+    if (sa::HasAvx2()) steps.push_back(sa::DifferenceAvx2);
+#endif
+    for (auto step : steps) EXPECT_EQ(run(step), plain) << n;
     if (n == 70000) {
       EXPECT_EQ(plain.back(), 15 * 32767);
     }
-#if defined(RO_SURFACE_AVERAGE_AVX2)
-    if (sa::HasAvx2()) {
-      sa::DifferenceAvx2(sums.data() + 15, sums.data(), fast.data(), n - 15);
-      EXPECT_EQ(fast, plain);
-    }
-#endif
   }
 }
 
 TEST(SurfaceAverageKernel, FastAccumulationMatchesPlain) {
-  namespace sa = Ro::Vision::surface_average;
   const Grid rows = RandomGrid(3, 37, 0.2, 9);
-  std::vector<std::int32_t> fastSum(37, 5), fastCount(37, 2), plainSum(37, 5), plainCount(37, 2);
-  for (bool add : {true, false, true}) {
-    for (const auto& row : rows) {
-      sa::AccumulateFast(fastSum.data(), fastCount.data(), row.data(), row.size(), add);
-      sa::AccumulatePlain(plainSum.data(), plainCount.data(), row.data(), row.size(), add);
-    }
-  }
-  EXPECT_EQ(fastSum, plainSum);
-  EXPECT_EQ(fastCount, plainCount);
-#if defined(RO_SURFACE_AVERAGE_AVX2)
-  if (sa::HasAvx2()) {
-    std::vector<std::int32_t> avxSum(37, 5), avxCount(37, 2);
+  const auto run = [&](auto accumulate) {
+    std::vector<std::int32_t> sum(37, 5), count(37, 2);
     for (bool add : {true, false, true}) {
-      for (const auto& row : rows) {
-        sa::AccumulateAvx2(avxSum.data(), avxCount.data(), row.data(), row.size(), add);
-      }
+      for (const auto& row : rows)
+        accumulate(sum.data(), count.data(), row.data(), row.size(), add);
     }
-    EXPECT_EQ(avxSum, plainSum);
-    EXPECT_EQ(avxCount, plainCount);
-  }
+    return std::pair{sum, count};
+  };
+  std::vector<decltype(&sa::AccumulateFast)> steps = {sa::AccumulateFast};
+#if defined(RO_SURFACE_AVERAGE_AVX2)
+  if (sa::HasAvx2()) steps.push_back(sa::AccumulateAvx2);
 #endif
+  for (auto step : steps) EXPECT_EQ(run(step), run(sa::AccumulatePlain<std::int32_t>));
 }
 
 }  // namespace

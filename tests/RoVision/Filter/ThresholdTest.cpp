@@ -1,42 +1,33 @@
 #include <RoVision/Common/MaskSurface.h>
 #include <RoVision/Filter/RoiCrop.h>
 #include <RoVision/Filter/Threshold.h>
-#include <gtest/gtest.h>
-#include <support/TestSupport.h>
-#include <zApi/zApi.h>
 
 #include <cfloat>
-#include <vector>
+
+#include "FilterTestSupport.h"
 
 namespace rv = Ro::Vision;
 
 namespace {
 
 constexpr double kNull = -DBL_MAX;
-using Grid = std::vector<std::vector<unsigned char>>;
-using Heights = std::vector<std::vector<short>>;
+using Grid = filtertest::Bytes;
+using filtertest::Heights;
+using filtertest::N;
 
 class Threshold : public rotest::LeakCheckedTest {
  protected:
   rv::Surface Make(const Heights& h, const Grid& intensity = {}, double scaleZ = 1,
                    double offsetZ = 0) {
-    rv::Surface s;
-    s.offset = {5, 6, offsetZ};
-    s.scale = {0.5, 0.25, scaleZ};
-    s.layers.push_back(rotest::MakeArray2<short>(zTypeOf(z16s), h, alloc_));
-    if (!intensity.empty()) {
-      s.layers.push_back(rotest::MakeArray2<unsigned char>(zTypeOf(z8u), intensity, alloc_));
-    }
-    return s;
+    return rotest::MakeSurface(h, {5, 6, offsetZ}, {0.5, 0.25, scaleZ}, alloc_, intensity);
   }
   Ty::Object<void*> Ones(int rows, int columns) {
-    return rotest::MakeArray2<unsigned char>(
-        zTypeOf(z8u), Grid(rows, std::vector<unsigned char>(columns, 1)), alloc_);
+    return filtertest::B(Grid(rows, std::vector<unsigned char>(columns, 1)), alloc_);
   }
 };
 
 TEST_F(Threshold, HeightsWithAndWithoutLimits) {
-  const rv::Surface s = Make({{-4, -3, -2, 2, 3, 4}, {-32768, 0, 1, 5, -32768, 9}});
+  const rv::Surface s = Make({{-4, -3, -2, 2, 3, 4}, {N, 0, 1, 5, N, 9}});
   struct Case {
     double low, high;
     Grid want;
@@ -62,15 +53,14 @@ TEST_F(Threshold, OnlyTheSizeIsCheckedAgainstTheSurface) {
   auto mask = Ones(1, 4);
   rv::ThresholdHeight(s, kNull, kNull, rv::Rect2d<int>{2, 1, 4, 1}, mask);
   EXPECT_EQ(rotest::ReadArray2<unsigned char>(mask), (Grid{{1, 1, 0, 0}}));
-  for (const rv::Rect2d<int>& bad : {rv::Rect2d<int>{-1, 0, 4, 1}, rv::Rect2d<int>{0, 0, 5, 1},
-                                     rv::Rect2d<int>{0, 0, 4, 3}, rv::Rect2d<int>{0, 0, 3, 1}}) {
-    auto caught = rotest::CatchTy([&] { rv::ThresholdHeight(s, 0, 1, bad, mask); });
-    ASSERT_TRUE(caught);
-    EXPECT_EQ(caught->Status(), -997);
-    EXPECT_EQ(caught->Line(), 632);
-    EXPECT_EQ(caught->File(), "Filter/Filter");
-    EXPECT_EQ(caught->Function(), "Ro::Vision::ThresholdHeight");
-  }
+  const auto call = [&](rv::Rect2d<int> bad) {
+    return [&, bad] { rv::ThresholdHeight(s, 0, 1, bad, mask); };
+  };
+  filtertest::ExpectRefusals({{"left of the map", call({-1, 0, 4, 1}), 632},
+                              {"wider than the map", call({0, 0, 5, 1}), 632},
+                              {"taller than the map", call({0, 0, 4, 3}), 632},
+                              {"narrower than the mask", call({0, 0, 3, 1}), 632}},
+                             "Ro::Vision::ThresholdHeight", "Filter/Filter");
   rv::ThresholdHeight(s, 0, 1, rv::Rect2d<int>{0, 0, 4, 1}, nullptr);  // nothing
 }
 
@@ -78,29 +68,18 @@ TEST_F(Threshold, PointGridsNeedTheWholeGrid) {
   rv::Surface s;
   s.offset = {0, 0, 0};
   s.scale = {1, 1, 1};
-  Ty::Object<void*> points;
-  ASSERT_EQ(zArray2_Construct(points.Address(), zTypeOf(zPoint3d16s), 2, 2, alloc_), zOK);
-  auto* p = static_cast<zPoint3d16s*>(zArray2_Data(points));
-  p[0] = {0, 0, 1};
-  p[1] = {1, 0, -32768};
-  p[2] = {0, 1, 5};
-  p[3] = {1, 1, 2};
-  s.layers.push_back(points);
+  s.layers.push_back(rotest::MakeArray2<zPoint3d16s>(
+      zTypeOf(zPoint3d16s), {{{0, 0, 1}, {1, 0, N}}, {{0, 1, 5}, {1, 1, 2}}}, alloc_));
   auto mask = Ones(2, 2);
   rv::ThresholdHeight(s, 1, 2, rv::Rect2d<int>{3, 3, 2, 2}, mask);  // x, y are not added
   EXPECT_EQ(rotest::ReadArray2<unsigned char>(mask), (Grid{{1, 0}, {0, 1}}));
   auto small = Ones(1, 2);
-  auto caught = rotest::CatchTy([&] {
-    rv::ThresholdHeight(s, 1, 2, rv::Rect2d<int>{0, 0, 2, 1}, small);
-  });
-  ASSERT_TRUE(caught);
-  EXPECT_EQ(caught->Line(), 706);
-  caught = rotest::CatchTy([&] {
-    rv::ThresholdHeight(s, kNull, 2, rv::Rect2d<int>{0, 0, 2, 1}, small);
-  });
-  ASSERT_TRUE(caught);
-  EXPECT_EQ(caught->Line(), 655);
-  EXPECT_EQ(caught->Status(), -997);
+  const auto part = [&](double low) {
+    return [&, low] { rv::ThresholdHeight(s, low, 2, rv::Rect2d<int>{0, 0, 2, 1}, small); };
+  };
+  filtertest::ExpectRefusals(
+      {{"part of the grid", part(1), 706}, {"part of the grid, no low limit", part(kNull), 655}},
+      "Ro::Vision::ThresholdHeight");
 }
 
 TEST_F(Threshold, Intensities) {
@@ -123,79 +102,64 @@ TEST_F(Threshold, Intensities) {
 TEST_F(Threshold, CropKeepsMaskedHeightsAndAllIntensities) {
   const rv::Surface s =
       Make({{1, 2, 3}, {4, 5, 6}, {7, 8, 9}}, {{10, 20, 30}, {40, 50, 60}, {70, 80, 90}});
-  auto mask = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), {{1, 0}, {0, 3}}, alloc_);
+  auto mask = filtertest::B({{1, 0}, {0, 3}}, alloc_);
   rv::Surface out;
   rv::CropSurfaceFromROI(s, rv::Rect2d<int>{1, 1, 2, 2}, mask, &out, alloc_);
   EXPECT_DOUBLE_EQ(out.offset.x, 5.5);
   EXPECT_DOUBLE_EQ(out.offset.y, 6.25);
   EXPECT_DOUBLE_EQ(out.scale.y, 0.25);
   ASSERT_EQ(out.layers.size(), 2u);
-  EXPECT_EQ(rotest::ReadArray2<short>(out.layers[0]), (Heights{{5, -32768}, {-32768, 9}}));
+  EXPECT_EQ(rotest::ReadArray2<short>(out.layers[0]), (Heights{{5, N}, {N, 9}}));
   EXPECT_EQ(rotest::ReadArray2<unsigned char>(out.layers[1]), (Grid{{50, 60}, {80, 90}}));
 
-  auto zeros = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), {{0, 0}}, alloc_);
+  auto zeros = filtertest::B({{0, 0}}, alloc_);
   rv::CropSurfaceFromROI(s, rv::Rect2d<int>{0, 2, 2, 1}, zeros, &out, alloc_);
-  EXPECT_EQ(rotest::ReadArray2<short>(out.layers[0]), (Heights{{-32768, -32768}}));
+  EXPECT_EQ(rotest::ReadArray2<short>(out.layers[0]), (Heights{{N, N}}));
   EXPECT_EQ(rotest::ReadArray2<unsigned char>(out.layers[1]), (Grid{{70, 80}}));
 }
 
 TEST_F(Threshold, CropRaisesFailingAllocations) {
   // Inputs on the default allocator: only the outputs are counted.
-  rv::Surface plain;
-  plain.scale = {1, 1, 1};
-  plain.offset = {0, 0, 0};
-  plain.layers.push_back(rotest::MakeArray2<short>(zTypeOf(z16s), {{1, 2}, {3, 4}}));
-  plain.layers.push_back(rotest::MakeArray2<unsigned char>(zTypeOf(z8u), {{1, 2}, {3, 4}}));
-  auto plainMask = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), {{1, 0}, {0, 1}});
+  const rv::Surface plain =
+      rotest::MakeSurface({{1, 2}, {3, 4}}, {0, 0, 0}, {1, 1, 1}, nullptr, {{1, 2}, {3, 4}});
+  const auto plainMask = filtertest::B({{1, 0}, {0, 1}});
   rotest::ExpectEveryAllocationFailureRaised(alloc_, [&] {
     rv::Surface o;
     rv::CropSurfaceFromROI(plain, rv::Rect2d<int>{0, 0, 2, 2}, plainMask, &o, alloc_);
   });
 }
 
+// An empty rectangle raises with status 1, the status its callers expect for it.
 TEST_F(Threshold, CropFailures) {
   const rv::Surface s = Make({{1, 2, 3}, {4, 5, 6}});
-  auto mask = Ones(2, 2);
-  struct Case {
-    rv::Rect2d<int> rect;
-    Ty::Object<void*> mask;
-    int status, line;
-  };
-  auto empty = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), {}, alloc_);
-  for (const Case& k :
-       {Case{{0, 0, 2, 2}, Ty::Object<void*>(), -997, 1278}, Case{{0, 0, 2, 1}, mask, -997, 1278},
-        Case{{0, 0, 0, 0}, empty, 1, 1329}, Case{{2, 0, 2, 2}, mask, -997, 0}}) {
-    rv::Surface out;
-    out.layers.push_back(mask);
-    auto caught = rotest::CatchTy([&] { rv::CropSurfaceFromROI(s, k.rect, k.mask, &out, alloc_); });
-    ASSERT_TRUE(caught);
-    EXPECT_EQ(caught->Status(), k.status);
-    if (k.line) {
-      EXPECT_EQ(caught->Line(), k.line);
-    }
-    EXPECT_EQ(caught->Function(), "Ro::Vision::CropSurfaceFromROI");
-  }
   rv::Surface cloud;
   cloud.layers.push_back(rotest::MakeArray2<double>(zTypeOf(z64f), {{1, 2}, {3, 4}}, alloc_));
-  rv::Surface out;
-  auto caught = rotest::CatchTy([&] {
-    rv::CropSurfaceFromROI(cloud, {0, 0, 2, 2}, mask, &out, alloc_);
-  });
-  ASSERT_TRUE(caught);
-  EXPECT_EQ(caught->Status(), -996);
-  EXPECT_EQ(caught->Line(), 1289);
+  const auto mask = Ones(2, 2), empty = filtertest::B({}, alloc_);
+  const auto call = [&](const rv::Surface& in, rv::Rect2d<int> rect, Ty::Object<void*> m) {
+    return [&, rect, m] {
+      rv::Surface out;
+      out.layers.push_back(mask);
+      rv::CropSurfaceFromROI(in, rect, m, &out, alloc_);
+    };
+  };
+  filtertest::ExpectRefusals({{"null mask", call(s, {0, 0, 2, 2}, {}), 1278},
+                              {"mask of another size", call(s, {0, 0, 2, 1}, mask), 1278},
+                              {"empty", call(s, {0, 0, 0, 0}, empty), 1329, 1},
+                              {"past the edge", call(s, {2, 0, 2, 2}, mask)},
+                              {"not heights", call(cloud, {0, 0, 2, 2}, mask), 1289, -996}},
+                             "Ro::Vision::CropSurfaceFromROI");
 }
 
 TEST_F(Threshold, Averages) {
-  const rv::Surface s = Make({{-32768, 0, 8}}, {{1, 2, 200}}, 0.5, 3);
-  auto mask = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), {{1, 1, 0}}, alloc_);
+  const rv::Surface s = Make({{N, 0, 8}}, {{1, 2, 200}}, 0.5, 3);
+  auto mask = filtertest::B({{1, 1, 0}}, alloc_);
   // The null cell is not skipped: (-32768 + 0) / 2 counts.
   EXPECT_DOUBLE_EQ(rv::GetAverageHeightOfROI(s, {0, 0, 3, 1}, mask), -16384 * 0.5 + 3);
   EXPECT_EQ(rv::GetAverageIntensityOfROI(s, {0, 0, 3, 1}, mask), 1);
   auto all = Ones(1, 2);
   EXPECT_DOUBLE_EQ(rv::GetAverageHeightOfROI(s, {1, 0, 2, 1}, all), 4 * 0.5 + 3);
   EXPECT_EQ(rv::GetAverageIntensityOfROI(s, {1, 0, 2, 1}, all), 101);
-  auto none = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), {{0, 0}}, alloc_);
+  auto none = filtertest::B({{0, 0}}, alloc_);
   EXPECT_EQ(rv::GetAverageHeightOfROI(s, {1, 0, 2, 1}, none), 0.0);
   EXPECT_EQ(rv::GetAverageHeightOfROI(s, {2, 0, 2, 1}, all), 0.0);  // reaches outside
   EXPECT_EQ(rv::GetAverageHeightOfROI(s, {0, 0, 2, 1}, nullptr), 0.0);
