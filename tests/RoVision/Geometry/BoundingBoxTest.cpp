@@ -11,11 +11,13 @@
 #include <random>
 #include <vector>
 
+#include "GeometryTestSupport.h"
+
 namespace rv = Ro::Vision;
+using geotest::Fields;
 
 namespace {
 
-constexpr double kNull = -DBL_MAX;
 constexpr double kPi = 3.14159265358979323846;
 // The box and OpenCV's rectangle come from the same hull in double precision.
 constexpr double kArea = 1e-9;
@@ -24,20 +26,15 @@ struct Grid {
   rv::Surface surface;
   Ty::Object<void*> mask;
   int rows, columns;
-  Grid(int r, int c) : rows(r), columns(c) {
-    surface.scale = {0.5, 0.25, 0.01};
-    surface.offset = {10, -5, 2};
-    void* heights = nullptr;
-    zArray2_Construct(&heights, zTypeOf(z16s), zSize(r), zSize(c), nullptr);
-    surface.layers.emplace_back(heights);
-    for (int i = 0; i < r; ++i) {
-      short* row = static_cast<short*>(zArray2_Row(heights, zSize(i)));
-      for (int j = 0; j < c; ++j) row[j] = -32768;
-    }
-    void* m = nullptr;
-    zArray2_Construct(&m, zTypeOf(z8u), zSize(r), zSize(c), nullptr);
-    mask.Reset(m, false);
-  }
+  Grid(int r, int c)
+      : surface(
+            rotest::MakeSurface(std::vector<std::vector<short>>(r, std::vector<short>(c, -32768)),
+                                {10, -5, 2}, {0.5, 0.25, 0.01})),
+        mask(rotest::MakeArray2<unsigned char>(
+            zTypeOf(z8u),
+            std::vector<std::vector<unsigned char>>(r, std::vector<unsigned char>(c)))),
+        rows(r),
+        columns(c) {}
   short& Height(int r, int c) {
     return static_cast<short*>(zArray2_Row(surface.layers[0].Get(), zSize(r)))[c];
   }
@@ -83,6 +80,10 @@ double SweptArea(const std::vector<cv::Point2d>& pts) {
 double ModNinety(double a) {
   const double m = std::fmod(std::fmod(a, 90) + 90, 90);
   return std::min(m, 90 - m);
+}
+
+std::vector<int> Extent(const rv::RowExtent& e) {
+  return {e.first, e.last, e.low, e.high};
 }
 
 void ExpectMatchesOpenCv(Grid& g, const char* name) {
@@ -144,14 +145,8 @@ TEST(GetBoundingBox, HeightsAndDegenerateRegions) {
   Grid single(5, 5);
   single.Height(2, 3) = 40;
   single.Mask(2, 3) = 1;
-  rv::Region3d<double> box = single.Box();
-  EXPECT_DOUBLE_EQ(box.x, 10 + 3 * 0.5);
-  EXPECT_DOUBLE_EQ(box.y, -5 + 2 * 0.25);
-  EXPECT_DOUBLE_EQ(box.z, 2 + 0.4);
-  EXPECT_EQ(box.width, 0);
-  EXPECT_EQ(box.length, 0);
-  EXPECT_EQ(box.height, 0);
-  EXPECT_EQ(box.angleX, 0);
+  // A single cell: a box of size zero there, not tilted.
+  geotest::ExpectFieldsNear(single.Box(), {11.5, -4.5, 2.4, 0, 0, 0, 0, 0, 0}, 1e-15, "single");
 
   Grid row(5, 10);
   for (int c = 2; c <= 8; ++c) {
@@ -159,29 +154,20 @@ TEST(GetBoundingBox, HeightsAndDegenerateRegions) {
     row.Mask(1, c) = 1;
   }
   row.Height(1, 5) = -32768;  // a null inside the row changes nothing but the heights
-  box = row.Box();
-  EXPECT_DOUBLE_EQ(box.width, 3);
-  EXPECT_EQ(box.length, 0);
-  EXPECT_EQ(box.angleZ, 0);
-  EXPECT_DOUBLE_EQ(box.z, 2 + 0.5 * (0.2 + 0.8));
-  EXPECT_DOUBLE_EQ(box.height, 0.6);
+  geotest::ExpectFieldsNear(row.Box(), {12.5, -4.75, 2.5, 3, 0, 0.6, 0, 0, 0}, 1e-15, "row");
 
   Grid column(6, 4);
   for (int r = 0; r < 6; ++r) {
     column.Height(r, 1) = 0;
     column.Mask(r, 1) = 1;
   }
-  box = column.Box();
+  const rv::Region3d<double> box = column.Box();
   EXPECT_DOUBLE_EQ(box.width, 1.25);
   EXPECT_DOUBLE_EQ(box.angleZ, 90);
 
   Grid empty(4, 4);
   empty.Mask(1, 1) = 1;  // masked in but null
-  box = empty.Box();
-  for (double v : {box.x, box.y, box.z, box.width, box.length, box.height, box.angleX, box.angleY,
-                   box.angleZ}) {
-    EXPECT_EQ(v, kNull);
-  }
+  geotest::ExpectAllNull(empty.Box());
 }
 
 TEST(GetBoundingBox, ListOfRegionsIsIndependentOfTheTaskCount) {
@@ -209,12 +195,7 @@ TEST(GetBoundingBox, ListOfRegionsIsIndependentOfTheTaskCount) {
     void* pool = nullptr;
     ASSERT_EQ(zThreadPool_Construct(&pool, tasks, nullptr), zOK);
     Ty::Object<void*> held(pool);
-    const rv::Region3d<double> box = rv::GetBoundingBox(regions, pool);
-    EXPECT_EQ(box.x, reference.x) << tasks;
-    EXPECT_EQ(box.y, reference.y);
-    EXPECT_EQ(box.width, reference.width);
-    EXPECT_EQ(box.angleZ, reference.angleZ);
-    EXPECT_EQ(box.height, reference.height);
+    EXPECT_EQ(Fields(rv::GetBoundingBox(regions, pool)), Fields(reference)) << tasks;
   }
   // Taken together: the box holds the points of both regions (checked against OpenCV).
   std::vector<cv::Point2f> pts;
@@ -269,12 +250,8 @@ TEST(GetBoundingBox, EveryRowScanPathEqualsTheScalarOne) {
         const rv::RowExtent expected = rv::ScanRowCells(rv::RowScanPath::kScalar, row, m, n);
         for (rv::RowScanPath path : paths) {
           if (!rv::RowScanPathSupported(path)) continue;
-          const rv::RowExtent got = rv::ScanRowCells(path, row, m, n);
-          const int p = static_cast<int>(path);
-          EXPECT_EQ(got.first, expected.first) << "path " << p << " n " << n;
-          EXPECT_EQ(got.last, expected.last) << "path " << p << " n " << n;
-          EXPECT_EQ(got.low, expected.low) << "path " << p << " n " << n;
-          EXPECT_EQ(got.high, expected.high) << "path " << p << " n " << n;
+          EXPECT_EQ(Extent(rv::ScanRowCells(path, row, m, n)), Extent(expected))
+              << "path " << static_cast<int>(path) << " n " << n;
           ++compared;
         }
       }
@@ -287,32 +264,33 @@ TEST(GetBoundingBox, EveryRowScanPathEqualsTheScalarOne) {
 TEST(GetBoundingBox, ScalarRowScan) {
   const short heights[] = {5, -32768, 7, -3, 9, 4, -32768};
   const unsigned char mask[] = {0, 1, 1, 1, 0, 1, 1};
-  const rv::RowExtent masked = rv::ScanRowCells(rv::RowScanPath::kScalar, heights, mask, 7);
-  EXPECT_EQ(masked.first, 2);
-  EXPECT_EQ(masked.last, 5);
-  EXPECT_EQ(masked.low, -3);
-  EXPECT_EQ(masked.high, 7);
-  const rv::RowExtent whole = rv::ScanRowCells(rv::RowScanPath::kScalar, heights, nullptr, 7);
-  EXPECT_EQ(whole.first, 0);
-  EXPECT_EQ(whole.last, 5);
-  EXPECT_EQ(whole.low, -3);
-  EXPECT_EQ(whole.high, 9);
-  const rv::RowExtent none = rv::ScanRowCells(rv::RowScanPath::kScalar, heights + 1, mask + 6, 1);
-  EXPECT_EQ(none.first, -1);
-  EXPECT_EQ(none.last, -1);
-  EXPECT_EQ(none.low, 32767);
-  EXPECT_EQ(none.high, -32768);
+  const auto scan = [](const short* h, const unsigned char* m, int n) {
+    return Extent(rv::ScanRowCells(rv::RowScanPath::kScalar, h, m, n));
+  };
+  EXPECT_EQ(scan(heights, mask, 7), (std::vector<int>{2, 5, -3, 7}));
+  EXPECT_EQ(scan(heights, nullptr, 7), (std::vector<int>{0, 5, -3, 9}));
+  EXPECT_EQ(scan(heights + 1, mask + 6, 1), (std::vector<int>{-1, -1, 32767, -32768}));
 }
 
 TEST(GetBoundingBox, BadRegionsRaise) {
   Grid g(4, 4);
-  EXPECT_TY_THROW(rv::GetBoundingBox(g.surface, {2, 2, 3, 3}, nullptr), -997,
-                  "Ro::Vision::GetBoundingBox");
-  EXPECT_TY_THROW(rv::GetBoundingBox(g.surface, {0, 0, 2, 2}, g.mask.Get()), -984,
-                  "Ro::Vision::GetBoundingBox");
-  rv::Surface none;
-  EXPECT_TY_THROW(rv::GetBoundingBox(none, {0, 0, 1, 1}, nullptr), -996,
-                  "Ro::Vision::GetBoundingBox");
+  const rv::Surface none;
+  const char* name = "Ro::Vision::GetBoundingBox";
+  rotest::ExpectFailures({{"rect past the surface",
+                           [&] {
+                             rv::GetBoundingBox(g.surface, {2, 2, 3, 3}, nullptr);
+                           },
+                           -997, 0, name},
+                          {"mask of another size",
+                           [&] {
+                             rv::GetBoundingBox(g.surface, {0, 0, 2, 2}, g.mask.Get());
+                           },
+                           -984, 0, name},
+                          {"no heights",
+                           [&] {
+                             rv::GetBoundingBox(none, {0, 0, 1, 1}, nullptr);
+                           },
+                           -996, 0, name}});
 }
 
 }  // namespace
