@@ -15,12 +15,14 @@ namespace geotest {
 
 using Values = std::vector<double>;
 
-// The fields of a record made only of T (nested points included), in declaration order.
+// The fields of a record made only of T (nested points and arrays of records included), in
+// declaration order.
 template <class T = double, class R>
 std::vector<T> Fields(const R& record) {
   static_assert(std::is_trivially_copyable<R>::value && sizeof(R) % sizeof(T) == 0,
                 "a record of T only");
-  std::vector<T> out(sizeof(R) / sizeof(T));
+  constexpr std::size_t kBytes = sizeof(R), kCount = kBytes / sizeof(T);
+  std::vector<T> out(kCount);
   std::memcpy(out.data(), &record, sizeof(R));
   return out;
 }
@@ -54,7 +56,8 @@ void ExpectFieldsNear(const R& record, const Values& expected, double tolerance,
 // Every field null: the answer for a region without a valid cell or an unset input.
 template <class R>
 void ExpectAllNull(const R& record, const std::string& what = "") {
-  EXPECT_EQ(Fields(record), Values(sizeof(R) / sizeof(double), -DBL_MAX)) << what;
+  const Values fields = Fields(record);
+  EXPECT_EQ(fields, Values(fields.size(), -DBL_MAX)) << what;
 }
 
 }  // namespace geotest
