@@ -18,18 +18,19 @@ using geotest::Fields;
 
 namespace {
 
+constexpr short N = -32768;
 constexpr double kPi = 3.14159265358979323846;
 // The box and OpenCV's rectangle come from the same hull in double precision.
 constexpr double kArea = 1e-9;
 
+// A height map at (10, -5, 2) + (0.5, 0.25, 0.01) per cell, all null, with a zero mask.
 struct Grid {
   rv::Surface surface;
   Ty::Object<void*> mask;
   int rows, columns;
   Grid(int r, int c)
-      : surface(
-            rotest::MakeSurface(std::vector<std::vector<short>>(r, std::vector<short>(c, -32768)),
-                                {10, -5, 2}, {0.5, 0.25, 0.01})),
+      : surface(rotest::MakeSurface(std::vector<std::vector<short>>(r, std::vector<short>(c, N)),
+                                    {10, -5, 2}, {0.5, 0.25, 0.01})),
         mask(rotest::MakeArray2<unsigned char>(
             zTypeOf(z8u),
             std::vector<std::vector<unsigned char>>(r, std::vector<unsigned char>(c)))),
@@ -41,17 +42,23 @@ struct Grid {
   unsigned char& Mask(int r, int c) {
     return static_cast<unsigned char*>(zArray2_Row(mask.Get(), zSize(r)))[c];
   }
-  // The world points of the valid cells under the mask.
-  std::vector<cv::Point2d> Points() {
+  // Calls set(row, column, height, mask byte) on every cell.
+  template <class F>
+  void Fill(F set) {
+    for (int r = 0; r < rows; ++r)
+      for (int c = 0; c < columns; ++c) set(r, c, Height(r, c), Mask(r, c));
+  }
+  // The world points of the valid cells of `rect`, under the mask when `masked`.
+  std::vector<cv::Point2d> Points(bool masked = true) {
+    return Points({0, 0, columns, rows}, masked);
+  }
+  std::vector<cv::Point2d> Points(rv::Rect2d<int> rect, bool masked) {
     std::vector<cv::Point2d> out;
-    for (int r = 0; r < rows; ++r) {
-      for (int c = 0; c < columns; ++c) {
-        if (Height(r, c) != -32768 && Mask(r, c)) {
+    for (int r = rect.y; r < rect.y + rect.height; ++r)
+      for (int c = rect.x; c < rect.x + rect.width; ++c)
+        if (Height(r, c) != N && (!masked || Mask(r, c)))
           out.emplace_back(surface.offset.x + c * surface.scale.x,
                            surface.offset.y + r * surface.scale.y);
-        }
-      }
-    }
     return out;
   }
   rv::Region3d<double> Box() {
@@ -88,8 +95,7 @@ std::vector<int> Extent(const rv::RowExtent& e) {
 
 void ExpectMatchesOpenCv(Grid& g, const char* name) {
   const std::vector<cv::Point2d> pts = g.Points();
-  std::vector<cv::Point2f> fpts(pts.begin(), pts.end());
-  const cv::RotatedRect cvRect = cv::minAreaRect(fpts);
+  const cv::RotatedRect cvRect = cv::minAreaRect(std::vector<cv::Point2f>(pts.begin(), pts.end()));
   const rv::Region3d<double> box = g.Box();
   const double area = box.width * box.length;
   const double cvArea = double(cvRect.size.width) * cvRect.size.height;
@@ -109,14 +115,12 @@ TEST(GetBoundingBox, RotatedRectanglesMatchOpenCvAndTheSweep) {
     Grid g(80, 120);
     const double a = angle * kPi / 180;
     // A rectangle 20 x 8 world units about (25, 5) turned by `angle`.
-    for (int r = 0; r < g.rows; ++r) {
-      for (int c = 0; c < g.columns; ++c) {
-        const double x = 10 + c * 0.5 - 40, y = -5 + r * 0.25 - 5;
-        const double u = std::cos(a) * x + std::sin(a) * y, v = -std::sin(a) * x + std::cos(a) * y;
-        g.Height(r, c) = short(r - c);
-        g.Mask(r, c) = std::fabs(u) <= 10 && std::fabs(v) <= 4;
-      }
-    }
+    g.Fill([a](int r, int c, short& h, unsigned char& m) {
+      const double x = 10 + c * 0.5 - 40, y = -5 + r * 0.25 - 5;
+      const double u = std::cos(a) * x + std::sin(a) * y, v = -std::sin(a) * x + std::cos(a) * y;
+      h = short(r - c);
+      m = std::fabs(u) <= 10 && std::fabs(v) <= 4;
+    });
     ExpectMatchesOpenCv(g, std::to_string(angle).c_str());
     const rv::Region3d<double> box = g.Box();
     // Within a cell of the model; the width goes with the long side only when the hull edge
@@ -131,39 +135,33 @@ TEST(GetBoundingBox, RandomRegionsWithNulls) {
   std::uniform_int_distribution<int> cell(0, 9);
   for (int trial = 0; trial < 5; ++trial) {
     Grid g(40, 50);
-    for (int r = 0; r < g.rows; ++r) {
-      for (int c = 0; c < g.columns; ++c) {
-        g.Height(r, c) = cell(random) < 2 ? short(-32768) : short(100 * r - 7 * c);
-        g.Mask(r, c) = cell(random) < 2 && std::hypot(r - 20, (c - 25) * 0.7) < 15;
-      }
-    }
+    g.Fill([&](int r, int c, short& h, unsigned char& m) {
+      h = cell(random) < 2 ? N : short(100 * r - 7 * c);
+      m = cell(random) < 2 && std::hypot(r - 20, (c - 25) * 0.7) < 15;
+    });
     ExpectMatchesOpenCv(g, "random");
   }
 }
 
 TEST(GetBoundingBox, HeightsAndDegenerateRegions) {
   Grid single(5, 5);
-  single.Height(2, 3) = 40;
-  single.Mask(2, 3) = 1;
+  single.Height(2, 3) = 40, single.Mask(2, 3) = 1;
   // A single cell: a box of size zero there, not tilted.
   geotest::ExpectFieldsNear(single.Box(), {11.5, -4.5, 2.4, 0, 0, 0, 0, 0, 0}, 1e-15, "single");
 
+  // Cells 2..8 of row 1; a null inside the row changes nothing but the heights.
   Grid row(5, 10);
-  for (int c = 2; c <= 8; ++c) {
-    row.Height(1, c) = short(c * 10);
-    row.Mask(1, c) = 1;
-  }
-  row.Height(1, 5) = -32768;  // a null inside the row changes nothing but the heights
+  row.Fill([](int r, int c, short& h, unsigned char& m) {
+    if (r == 1 && c >= 2 && c <= 8) h = c == 5 ? N : short(c * 10), m = 1;
+  });
   geotest::ExpectFieldsNear(row.Box(), {12.5, -4.75, 2.5, 3, 0, 0.6, 0, 0, 0}, 1e-15, "row");
 
   Grid column(6, 4);
-  for (int r = 0; r < 6; ++r) {
-    column.Height(r, 1) = 0;
-    column.Mask(r, 1) = 1;
-  }
-  const rv::Region3d<double> box = column.Box();
-  EXPECT_DOUBLE_EQ(box.width, 1.25);
-  EXPECT_DOUBLE_EQ(box.angleZ, 90);
+  column.Fill([](int, int c, short& h, unsigned char& m) {
+    if (c == 1) h = 0, m = 1;
+  });
+  EXPECT_DOUBLE_EQ(column.Box().width, 1.25);
+  EXPECT_DOUBLE_EQ(column.Box().angleZ, 90);
 
   Grid empty(4, 4);
   empty.Mask(1, 1) = 1;  // masked in but null
@@ -175,21 +173,15 @@ TEST(GetBoundingBox, ListOfRegionsIsIndependentOfTheTaskCount) {
   std::mt19937 random(9);
   std::uniform_int_distribution<int> h(-300, 300);
   for (Grid* g : {&a, &b}) {
-    for (int r = 0; r < g->rows; ++r) {
-      for (int c = 0; c < g->columns; ++c) {
-        g->Height(r, c) = short(h(random));
-        g->Mask(r, c) = (r * 7 + c * 3) % 11 < 4;
-      }
-    }
+    g->Fill([&](int r, int c, short& height, unsigned char& m) {
+      height = short(h(random));
+      m = (r * 7 + c * 3) % 11 < 4;
+    });
   }
   b.surface.offset = {70, 20, -1};
   std::vector<rv::SurfaceRect> regions(2);
-  regions[0].surface = a.surface;
-  regions[0].rect = {5, 3, 50, 40};
-  regions[0].mask = nullptr;
-  regions[1].surface = b.surface;
-  regions[1].rect = {0, 0, 90, 30};
-  regions[1].mask = b.mask.Get();
+  regions[0].surface = a.surface, regions[0].rect = {5, 3, 50, 40}, regions[0].mask = nullptr;
+  regions[1].surface = b.surface, regions[1].rect = {0, 0, 90, 30}, regions[1].mask = b.mask.Get();
   const rv::Region3d<double> reference = rv::GetBoundingBox(regions, nullptr);
   for (zSize tasks : {1, 2, 3, 7, 64}) {
     void* pool = nullptr;
@@ -199,16 +191,8 @@ TEST(GetBoundingBox, ListOfRegionsIsIndependentOfTheTaskCount) {
   }
   // Taken together: the box holds the points of both regions (checked against OpenCV).
   std::vector<cv::Point2f> pts;
-  for (int r = 3; r < 43; ++r) {
-    for (int c = 5; c < 55; ++c) {
-      if (a.Height(r, c) != -32768) pts.emplace_back(float(10 + c * 0.5), float(-5 + r * 0.25));
-    }
-  }
-  for (int r = 0; r < 30; ++r) {
-    for (int c = 0; c < 90; ++c) {
-      if (b.Mask(r, c)) pts.emplace_back(float(70 + c * 0.5), float(20 + r * 0.25));
-    }
-  }
+  for (const cv::Point2d& p : a.Points({5, 3, 50, 40}, false)) pts.emplace_back(p);
+  for (const cv::Point2d& p : b.Points()) pts.emplace_back(p);
   const cv::RotatedRect cvRect = cv::minAreaRect(pts);
   EXPECT_NEAR(reference.width * reference.length, double(cvRect.size.width) * cvRect.size.height,
               1e-5 * reference.width * reference.length);
@@ -276,21 +260,9 @@ TEST(GetBoundingBox, BadRegionsRaise) {
   Grid g(4, 4);
   const rv::Surface none;
   const char* name = "Ro::Vision::GetBoundingBox";
-  rotest::ExpectFailures({{"rect past the surface",
-                           [&] {
-                             rv::GetBoundingBox(g.surface, {2, 2, 3, 3}, nullptr);
-                           },
-                           -997, 0, name},
-                          {"mask of another size",
-                           [&] {
-                             rv::GetBoundingBox(g.surface, {0, 0, 2, 2}, g.mask.Get());
-                           },
-                           -984, 0, name},
-                          {"no heights",
-                           [&] {
-                             rv::GetBoundingBox(none, {0, 0, 1, 1}, nullptr);
-                           },
-                           -996, 0, name}});
+  EXPECT_TY_THROW(rv::GetBoundingBox(g.surface, {2, 2, 3, 3}, nullptr), -997, name);
+  EXPECT_TY_THROW(rv::GetBoundingBox(g.surface, {0, 0, 2, 2}, g.mask.Get()), -984, name);
+  EXPECT_TY_THROW(rv::GetBoundingBox(none, {0, 0, 1, 1}, nullptr), -996, name);
 }
 
 }  // namespace
