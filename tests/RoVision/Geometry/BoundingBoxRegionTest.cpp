@@ -9,35 +9,17 @@
 #include <string>
 #include <vector>
 
+#include "GeometryTestSupport.h"
 #include "support/RegionCases.h"
 #include "support/TestSupport.h"
 
 namespace rv = Ro::Vision;
+using geotest::ExpectAllNull;
+using geotest::Fields;
 
 namespace {
 
 constexpr char kName[] = "Ro::Vision::GetBoundingBox";
-
-// Field by field, exactly: both forms run the same scan and search over the same cells.
-void ExpectSameBox(const rv::Region3d<double>& a, const rv::Region3d<double>& b,
-                   const std::string& label) {
-  EXPECT_EQ(a.x, b.x) << label;
-  EXPECT_EQ(a.y, b.y) << label;
-  EXPECT_EQ(a.z, b.z) << label;
-  EXPECT_EQ(a.width, b.width) << label;
-  EXPECT_EQ(a.length, b.length) << label;
-  EXPECT_EQ(a.height, b.height) << label;
-  EXPECT_EQ(a.angleX, b.angleX) << label;
-  EXPECT_EQ(a.angleY, b.angleY) << label;
-  EXPECT_EQ(a.angleZ, b.angleZ) << label;
-}
-
-void ExpectNullBox(const rv::Region3d<double>& box) {
-  for (double v : {box.x, box.y, box.z, box.width, box.length, box.height, box.angleX, box.angleY,
-                   box.angleZ}) {
-    EXPECT_EQ(v, -DBL_MAX);
-  }
-}
 
 Ty::Object<void*> RunList(const std::vector<rv::RunRecord>& runs, zAlloc alloc) {
   Ty::Object<void*> list;
@@ -58,14 +40,17 @@ TEST_F(BoundingBoxRegion, RegionsEqualTheRectangleFormForAnyTaskCount) {
     ASSERT_GT(expected.width, 0) << region.name;
     ASSERT_GT(expected.height, 0) << region.name;
     const rv::RectRegionRLE* rle = region.roi->GetRectRegionRLE();
-    if (rle) ExpectSameBox(rv::GetBoundingBox(s, *rle), expected, region.name + " runs");
+    // Field by field, exactly: both forms run the same scan and search over the same cells.
+    if (rle) {
+      EXPECT_EQ(Fields(rv::GetBoundingBox(s, *rle)), Fields(expected)) << region.name;
+    }
     for (zSize tasks : {1, 2, 8}) {
       zThreadPool pool = nullptr;
       ASSERT_EQ(zThreadPool_Construct(&pool, tasks, nullptr), zOK);
       Ty::Object<void*> owner(pool);
       region.roi->SetThreadPool(pool);
-      ExpectSameBox(rv::GetBoundingBox(*region.roi), expected,
-                    region.name + " " + std::to_string(tasks));
+      EXPECT_EQ(Fields(rv::GetBoundingBox(*region.roi)), Fields(expected))
+          << region.name << " " << tasks;
       region.roi->SetThreadPool(nullptr);
     }
   }
@@ -77,26 +62,22 @@ TEST_F(BoundingBoxRegion, EmptyAndSingleCellRegions) {
   const rv::Surface s = rotest::RegionTestSurface(alloc_);
   rv::RectangleRoiSurface nulls(s, rotest::CentreRect(-0.05, -0.05, 0.8, 0.2, 0), alloc_);
   ASSERT_GT(nulls.GetBoundingBox().width, 0);
-  ExpectNullBox(rv::GetBoundingBox(nulls));
+  ExpectAllNull(rv::GetBoundingBox(nulls));
   rv::RectangleRoiSurface away(s, rotest::CentreRect(50, 50, 1, 1, 0), alloc_);
-  ExpectNullBox(rv::GetBoundingBox(away));
+  ExpectAllNull(rv::GetBoundingBox(away));
   rv::RectRegionRLE rle;
-  ExpectNullBox(rv::GetBoundingBox(s, rle));  // no run list at all
+  ExpectAllNull(rv::GetBoundingBox(s, rle));  // no run list at all
   rle.runs = RunList({}, alloc_);
-  ExpectNullBox(rv::GetBoundingBox(s, rle));
+  ExpectAllNull(rv::GetBoundingBox(s, rle));
 
-  // Find a valid cell and take it alone, by runs and by a one-cell rectangle region.
+  // A valid cell taken alone by runs.
   const auto heights = rotest::ReadArray2<short>(s.layers[0]);
   int row = 5, column = 0;
   while (heights[row][column] == -32768) ++column;
   rle.runs = RunList({{row, column, 1}}, alloc_);
-  const rv::Region3d<double> one = rv::GetBoundingBox(s, rle);
-  EXPECT_DOUBLE_EQ(one.x, -2.5 + column * 0.1);
-  EXPECT_DOUBLE_EQ(one.y, -2 + row * 0.1);
-  EXPECT_DOUBLE_EQ(one.z, 1 + heights[row][column] * 0.002);
-  EXPECT_EQ(one.width, 0);
-  EXPECT_EQ(one.length, 0);
-  EXPECT_EQ(one.height, 0);
+  geotest::ExpectBox(rv::GetBoundingBox(s, rle),
+                     {-2.5 + column * 0.1, -2 + row * 0.1, 1 + heights[row][column] * 0.002},
+                     {0, 0, 0, 0, 0, 0}, 1e-15);
 }
 
 TEST_F(BoundingBoxRegion, BadRegionsRaise) {

@@ -53,6 +53,16 @@ void ExpectFieldsNear(const R& record, const Values& expected, double tolerance,
   ExpectNear(Fields(record), expected, tolerance, what);
 }
 
+// A box's centre within `tolerance` (it is computed from scaled cells), its sizes and angles
+// exactly.
+template <class Box>
+void ExpectBox(const Box& box, const Values& centre, const Values& sizesAndAngles, double tolerance,
+               const std::string& what = "") {
+  const Values fields = Fields(box);
+  ExpectNear(Values(fields.begin(), fields.begin() + 3), centre, tolerance, what);
+  EXPECT_EQ(Values(fields.begin() + 3, fields.end()), sizesAndAngles) << what;
+}
+
 // Every field null: the answer for a region without a valid cell or an unset input.
 template <class R>
 void ExpectAllNull(const R& record, const std::string& what = "") {
