@@ -1,11 +1,13 @@
+#include <RoVision/Common/MaskSurface.h>
 #include <RoVision/Geometry/FeaturePoint.h>
 #include <gtest/gtest.h>
+#include <support/RegionCases.h>
+#include <support/TestSupport.h>
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <random>
-
-#include "support/TestSupport.h"
 
 namespace rv = Ro::Vision;
 using rv::FeatureType;
@@ -106,27 +108,6 @@ TEST_F(FeaturePointTest, ExtremeTiesGoToTheCellScannedLast) {
   for (const auto& [type, expected] : cases) {
     SCOPED_TRACE(int(type));
     ExpectPoint(rv::CalculateFeaturePoint(surface, {0, 0, 3, 3}, mask, 0, 0, type), expected);
-  }
-}
-
-TEST_F(FeaturePointTest, MediansOfOddAndEvenCounts) {
-  const rv::Surface surface = MakeSurface({{10, 20, 20, 40}});
-  const rv::Rect2d<int> rect{0, 0, 4, 1};
-  struct Case {
-    Bytes mask;
-    zPoint3d64f expected;
-  };
-  const Case cases[] = {
-      {{{1, 1, 0, 0}}, World(0, 0, 15)},  // two cells: the mean of 10 and 20
-      {{{1, 1, 1, 0}}, World(1, 0, 20)},  // three cells: the middle one
-      {{{1, 1, 1, 1}}, World(1, 0, 20)},  // columns (1 + 2) / 2 truncated; heights 20 and 20
-      {{{0, 0, 0, 1}}, World(3, 0, 40)},  // a single cell
-      {{{1, 0, 0, 1}}, World(1, 0, 25)},  // columns 0 and 3 -> 1; heights 10 and 40 -> 25
-  };
-  for (const Case& k : cases) {
-    const Ty::Object<void*> mask = Mask(k.mask);
-    ExpectPoint(rv::CalculateFeaturePoint(surface, rect, mask, 0, 0, FeatureType::Median),
-                k.expected);
   }
 }
 
@@ -276,6 +257,31 @@ TEST_F(FeaturePointTest, ImageOverloadUsesPixelUnits) {
   ASSERT_EQ(zImage_Construct(&bytes, zTypeOf(z8u), 3, 2, alloc_), zOK);
   EXPECT_TY_THROW(rv::CalculateFeaturePoint(Ty::Object<void*>(bytes), FeatureType::Centroid, 0, 0),
                   -996, "Ro::Vision::CalculateFeaturePoint");
+}
+
+// The runs of a turned rectangle give, bit for bit, the rectangle form over the box-sized copy
+// of the region's mask.
+TEST_F(FeaturePointTest, RunsGiveTheMaskedRectangleResult) {
+  std::vector<std::vector<short>> heights(20, std::vector<short>(20));
+  for (int r = 0; r < 20; ++r)
+    for (int c = 0; c < 20; ++c) heights[r][c] = (r + c) % 6 == 0 ? -32768 : short(r * 4 - c);
+  const rv::Surface s = rotest::MakeSurface(heights, {-1, -1, 0.5}, {0.1, 0.1, 0.01}, alloc_);
+  rv::RectangleRoiSurface roi(s, rv::Region2d<double>{0.1, 0.05, 1.2, 0.7, 35}, alloc_);
+  const Ty::Object<void*> cut = rotest::BoxMaskOf(roi, alloc_);
+  for (int type = 0; type <= 11; ++type) {
+    const zPoint3d64f a =
+        rv::CalculateFeaturePoint(s, *roi.GetRectRegionRLE(), rv::FeatureType(type), alloc_);
+    const zPoint3d64f b = rv::CalculateFeaturePoint(s, roi.GetBoundingBox(), cut, 0, 100,
+                                                    rv::FeatureType(type), alloc_);
+    EXPECT_EQ(std::memcmp(&a, &b, sizeof a), 0) << type;
+  }
+  rv::RectRegionRLE none, other;
+  ExpectPoint(rv::CalculateFeaturePoint(s, none, rv::FeatureType(0), alloc_), kNullPoint);
+  other.kind = 1;
+  rotest::ExpectFailures(
+      {{"region of another kind", [&] { rv::CalculateFeaturePoint(s, other, rv::FeatureType(0)); },
+        -996, 2542}},
+      "Geometry/Geometry");
 }
 
 }  // namespace
