@@ -23,6 +23,8 @@ constexpr double kNull = -DBL_MAX;
 constexpr double kPi = 3.14159265358979323846;
 // Distances and angles of exact models agree to rounding.
 constexpr double kExact = 1e-12;
+constexpr char kAverage[] = "Ro::Vision::ComputeAverageDistanceFromPlane";
+constexpr char kPercentile[] = "Ro::Vision::ComputePercentileHeightFromPlane";
 
 Ty::Object<void*> List(const std::vector<zPoint3d64f>& points) {
   void* list = nullptr;
@@ -80,14 +82,13 @@ TEST(PlaneMeasure, AverageDistanceEdgeCases) {
   EXPECT_EQ(rv::ComputeAverageDistanceFromPlane({kNull, 0, 1, 1}, one.Get(), nullptr, nullptr),
             kNull);
   EXPECT_TY_THROW(rv::ComputeAverageDistanceFromPlane(flat, nullptr, nullptr, nullptr), -997,
-                  "Ro::Vision::ComputeAverageDistanceFromPlane");
+                  kAverage);
   void* other = nullptr;
   ASSERT_EQ(zArrayList_Construct(&other, zTypeOf(zPoint64f), 0, nullptr), zOK);
   Ty::Object<void*> held(other);
   EXPECT_TY_THROW(rv::ComputeAverageDistanceFromPlane(flat, other, nullptr, nullptr), -984,
-                  "Ro::Vision::ComputeAverageDistanceFromPlane");
-  EXPECT_TY_THROW(rv::ComputePercentileHeightFromPlane(flat, other, 50), -984,
-                  "Ro::Vision::ComputePercentileHeightFromPlane");
+                  kAverage);
+  EXPECT_TY_THROW(rv::ComputePercentileHeightFromPlane(flat, other, 50), -984, kPercentile);
 }
 
 TEST(PlaneMeasure, PercentileInterpolatesBetweenRanks) {
@@ -109,7 +110,7 @@ TEST(PlaneMeasure, PercentileInterpolatesBetweenRanks) {
   }
   for (double bad : {-0.1, 100.5, std::nan("")}) {
     EXPECT_TY_THROW(rv::ComputePercentileHeightFromPlane(t.plane, list.Get(), bad), -997,
-                    "Ro::Vision::ComputePercentileHeightFromPlane");
+                    kPercentile);
   }
 }
 
@@ -126,14 +127,12 @@ TEST(PlaneMeasure, AnglesBringTheNormalOntoZ) {
       double px, py;
       rv::CalculateYXAngleRotation(rv::PlaneParams<double>{3 * t.n.x, 3 * t.n.y, 3 * t.n.z, 7}, &px,
                                    &py);
-      EXPECT_NEAR(px, rx, kExact);
-      EXPECT_NEAR(py, ry, kExact);
+      geotest::ExpectNear({px, py}, {rx, ry}, kExact);
     }
   }
   double rx = 0, ry = 0;
   rv::NormalToAngles({0, 0, 0}, &rx, &ry);
-  EXPECT_EQ(rx, kNull);
-  EXPECT_EQ(ry, kNull);
+  EXPECT_EQ((Values{rx, ry}), (Values{kNull, kNull}));
   rv::NormalToAngles({0, 1, 0}, &rx, &ry);  // +y is lifted by 90 degrees about X
   EXPECT_NEAR(rx, 90, kExact);
 }
@@ -193,10 +192,8 @@ TEST(PlaneMeasure, ProjectAngleStart) {
   // A tilted plane: the in-plane direction at a known angle from projected +x comes back.
   const TiltedPlane t(20, 35, {0, 0, 0});
   for (double a : {-150.0, -30.0, 0.0, 60.0, 120.0}) {
-    const double c = std::cos(a * kPi / 180), s = std::sin(a * kPi / 180);
     // Plus a component along the normal, which the projection drops.
-    const zPoint3d64f d{c * t.e1.x + s * t.e2.x + 3 * t.n.x, c * t.e1.y + s * t.e2.y + 3 * t.n.y,
-                        c * t.e1.z + s * t.e2.z + 3 * t.n.z};
+    const zPoint3d64f d = t.At(std::cos(a * kPi / 180), std::sin(a * kPi / 180), 3);
     EXPECT_NEAR(rv::ComputeProjectAngleStart(t.plane, d), a, 1e-9) << a;
   }
   EXPECT_EQ(rv::ComputeProjectAngleStart(flat, {0, 0, 1}), kNull);
