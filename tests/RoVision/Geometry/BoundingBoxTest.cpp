@@ -286,7 +286,7 @@ TEST_F(BoundingBoxRegion, RegionsEqualTheRectangleFormForAnyTaskCount) {
     const rv::RectRegionRLE* rle = region.roi->GetRectRegionRLE();
     // Field by field, exactly: both forms run the same scan and search over the same cells.
     if (rle) {
-      EXPECT_EQ(Fields(rv::GetBoundingBox(s, *rle)), Fields(expected)) << region.name;
+      EXPECT_EQ(Fields(rv::GetBoundingBox(s, *rle)), Fields(expected)) << region.name << " runs";
     }
     for (zSize tasks : {1, 2, 8}) {
       zThreadPool pool = nullptr;

@@ -21,8 +21,8 @@ template <class T = double, class R>
 std::vector<T> Fields(const R& record) {
   static_assert(std::is_trivially_copyable<R>::value && sizeof(R) % sizeof(T) == 0,
                 "a record of T only");
-  constexpr std::size_t kBytes = sizeof(R), kCount = kBytes / sizeof(T);
-  std::vector<T> out(kCount);
+  constexpr std::size_t kBytes = sizeof(R);  // R may be an array of records, not of T
+  std::vector<T> out(kBytes / sizeof(T));
   std::memcpy(out.data(), &record, sizeof(R));
   return out;
 }
