@@ -216,9 +216,9 @@ TEST(GetBoundingBox, EveryRowScanPathEqualsTheScalarOne) {
   int compared = 0;
   for (int n : {0, 1, 7, 8, 9, 15, 16, 17, 31, 32, 33, 63, 64, 65, 95, 129, 200, 1000}) {
     for (int trial = 0; trial < 40; ++trial) {
-      const std::size_t start = std::size_t(offset(random));
-      std::vector<short> heights(start + std::size_t(n) + 1);
-      std::vector<unsigned char> mask(start + std::size_t(n) + 1);
+      const int start = offset(random);
+      std::vector<short> heights(start + n + 1);
+      std::vector<unsigned char> mask(start + n + 1);
       // Cells valid only inside a random window [lo, hi), so the row ends move.
       std::uniform_int_distribution<int> cell(0, std::max(n, 1));
       int lo = cell(random), hi = cell(random);
@@ -228,16 +228,15 @@ TEST(GetBoundingBox, EveryRowScanPathEqualsTheScalarOne) {
         const bool inside = i >= lo && i < hi;
         // Nulls, and the extreme valid heights that the vector reductions must not lose.
         const int kind = pick(random) + 4 * (pick(random) == 0);
-        heights[start + std::size_t(i)] = kind == 0   ? short(-32768)
-                                          : kind == 4 ? short(32767)
-                                          : kind == 5 ? short(-32767)
-                                                      : short(h(random));
-        mask[start + std::size_t(i)] =
+        heights[start + i] = kind == 0   ? N
+                             : kind == 4 ? short(32767)
+                             : kind == 5 ? short(-32767)
+                                         : short(h(random));
+        mask[start + i] =
             inside && pick(random) < density + 1 ? static_cast<unsigned char>(1 + pick(random)) : 0;
       }
       const short* row = heights.data() + start;
-      for (const unsigned char* m : {static_cast<const unsigned char*>(nullptr),
-                                     static_cast<const unsigned char*>(mask.data() + start)}) {
+      for (const unsigned char* m : {static_cast<unsigned char*>(nullptr), mask.data() + start}) {
         const rv::RowExtent expected = rv::ScanRowCells(rv::RowScanPath::kScalar, row, m, n);
         for (rv::RowScanPath path : paths) {
           if (!rv::RowScanPathSupported(path)) continue;
@@ -253,7 +252,7 @@ TEST(GetBoundingBox, EveryRowScanPathEqualsTheScalarOne) {
 
 // The scalar scan itself against a hand-written row.
 TEST(GetBoundingBox, ScalarRowScan) {
-  const short heights[] = {5, -32768, 7, -3, 9, 4, -32768};
+  const short heights[] = {5, N, 7, -3, 9, 4, N};
   const unsigned char mask[] = {0, 1, 1, 1, 0, 1, 1};
   const auto scan = [](const short* h, const unsigned char* m, int n) {
     return Extent(rv::ScanRowCells(rv::RowScanPath::kScalar, h, m, n));
