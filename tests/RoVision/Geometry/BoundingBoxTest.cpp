@@ -162,6 +162,7 @@ TEST(GetBoundingBox, HeightsAndDegenerateRegions) {
   const rv::Region3d<double> box = row.Box();
   geotest::ExpectFieldsNear(box, {12.5, -4.75, 2.5, 3, 0, 0.6, 0, 0, 0}, 1e-15, "row");
   EXPECT_EQ((geotest::Values{box.length, box.angleZ}), (geotest::Values{0, 0}));
+  EXPECT_DOUBLE_EQ(box.height, 0.6);  // within 4 ulps, closer than the 1e-15 above at 0.6
 
   Grid column(6, 4);
   column.Fill([](int, int c, short& h, unsigned char& m) {
