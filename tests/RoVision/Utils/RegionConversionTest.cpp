@@ -21,7 +21,7 @@ rv::RunLength<int> Axis(double start, double length, double offset, double scale
 }
 
 TEST(RegionPixel, OneAxisRule) {
-  const double tol = 0.001, zeroTol = 0.0;
+  const double tol = 0.001, zeroTol = 0.0, wide = 0.01;
   struct Case {
     const char* name;
     double start, length, offset, scale;
@@ -43,22 +43,18 @@ TEST(RegionPixel, OneAxisRule) {
       {"wholly right", 100.0, 5.0, 0.0, 1.0, nullptr, 1, 100, 0},
       {"unclipped keeps raw indices", -2.0, 4.0, 0.0, 1.0, nullptr, 0, -2, 5},
       {"empty range", 0.2, 0.1, 0.0, 1.0, nullptr, 0, 1, 0},
+      // On negative positions: the plain ceiling of -1.99999 is -1, the tolerant one -2; the
+      // plain floor of -1.00001 is -2, the tolerant one (of -0.99001) -1.
+      {"plain ceiling below zero", -1.99999, 1.0, 0.0, 1.0, nullptr, 0, -1, 1},
+      {"tolerant ceiling below zero", -1.99999, 1.0, 0.0, 1.0, &wide, 0, -2, 2},
+      {"plain floor below zero", -3.0, 1.99999, 0.0, 1.0, nullptr, 0, -3, 2},
+      {"tolerant floor below zero", -3.0, 1.99999, 0.0, 1.0, &wide, 0, -3, 3},
   };
   for (const Case& c : cases) {
     const rv::RunLength<int> out = Axis(c.start, c.length, c.offset, c.scale, c.tolerance, c.clip);
     EXPECT_EQ(out.start, c.first) << c.name;
     EXPECT_EQ(out.length, c.count) << c.name;
   }
-}
-
-TEST(RegionPixel, TolerantBoundsOnNegativePositions) {
-  const double tol = 0.01;
-  // (lo - o) / s = -1.99999: the tolerant ceiling is -2, the plain one -1.
-  EXPECT_EQ(Axis(-1.99999, 1.0, 0.0, 1.0, nullptr, 0).start, -1);
-  EXPECT_EQ(Axis(-1.99999, 1.0, 0.0, 1.0, &tol, 0).start, -2);
-  // The tolerant floor of -1.00001 + 0.01 reaches -1.
-  EXPECT_EQ(Axis(-3.0, 1.99999, 0.0, 1.0, &tol, 0).length, 3);
-  EXPECT_EQ(Axis(-3.0, 1.99999, 0.0, 1.0, nullptr, 0).length, 2);
 }
 
 TEST(RegionPixel, NullArgumentsDoNothing) {
