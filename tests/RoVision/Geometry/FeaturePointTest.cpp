@@ -1,11 +1,13 @@
+#include <RoVision/Common/MaskSurface.h>
 #include <RoVision/Geometry/FeaturePoint.h>
 #include <gtest/gtest.h>
+#include <support/RegionCases.h>
+#include <support/TestSupport.h>
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <random>
-
-#include "support/TestSupport.h"
 
 namespace rv = Ro::Vision;
 using rv::FeatureType;
@@ -21,25 +23,25 @@ constexpr double kTolerance = 1e-9;
 const zPoint3d64f kScale{0.5, 2, 0.1};
 const zPoint3d64f kOffset{10, 20, -1};
 
+const zPoint3d64f kNullPoint{rv::kNullDouble, rv::kNullDouble, rv::kNullDouble};
+
 rv::Surface MakeSurface(const Grid& heights) {
   return rotest::MakeSurface(heights, kOffset, kScale);
+}
+
+Ty::Object<void*> Mask(const Bytes& cells) {
+  return rotest::MakeArray2<unsigned char>(zTypeOf(z8u), cells);
 }
 
 zPoint3d64f World(double column, double row, double height) {
   return {kOffset.x + column * kScale.x, kOffset.y + row * kScale.y, kOffset.z + height * kScale.z};
 }
 
-bool IsNullPoint(const zPoint3d64f& p) {
-  return p.x == rv::kNullDouble && p.y == rv::kNullDouble && p.z == rv::kNullDouble;
+// Against the null point the check is exact: any real coordinate is far from -DBL_MAX.
+void ExpectPoint(const zPoint3d64f& actual, const zPoint3d64f& expected,
+                 const std::string& what = "") {
+  rotest::ExpectNear3(actual, expected.x, expected.y, expected.z, kTolerance, what);
 }
-
-#define EXPECT_POINT_NEAR(actual, expected)           \
-  do {                                                \
-    const zPoint3d64f a_ = (actual), e_ = (expected); \
-    EXPECT_NEAR(a_.x, e_.x, kTolerance) << "x";       \
-    EXPECT_NEAR(a_.y, e_.y, kTolerance) << "y";       \
-    EXPECT_NEAR(a_.z, e_.z, kTolerance) << "z";       \
-  } while (0)
 
 // Columns 0..4, rows 0..3; the region is columns 1..3 of rows 1..2. Counted: (1,1,7), (3,1,9),
 // (1,2,12), (3,2,14); (2,1) is null and (2,2) is masked off.
@@ -52,51 +54,52 @@ using FeaturePointTest = rotest::LeakCheckedTest;
 
 TEST_F(FeaturePointTest, EveryTypeOnAHandMadeRegion) {
   const rv::Surface surface = MakeSurface(kHeights);
-  const Ty::Object<void*> mask = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), kMask);
-  // z0 = 10 raw steps (world 0). Depths -3, -1, 2, 4: W = 10; the unit-step columns put
-  // -6 - 1 + 3 + 10 = 6 steps-weighted height above z0.
-  const zPoint3d64f volume = World(2.0, 1.6, 10.6);
+  const Ty::Object<void*> mask = Mask(kMask);
+  constexpr double kNull = rv::kNullDouble;
   struct Case {
+    const char* name;
     FeatureType type;
     zPoint3d64f expected;
+    double low = 0, high = 0, zMin = kNull, zMax = kNull;
   };
   const Case cases[] = {
-      {FeatureType::Centroid, World(2, 1.5, 10.5)},
+      {"centroid", FeatureType::Centroid, World(2, 1.5, 10.5)},
       // Columns {1,1,3,3} -> 2; rows {1,1,2,2} -> (1 + 2) / 2 truncated = 1; heights
       // {7,9,12,14} -> (9 + 12) / 2 truncated = 10.
-      {FeatureType::Median, World(2, 1, 10)},
-      {FeatureType::Offset, World(0, 0, 0)},
-      {FeatureType::VolumeCentroid, volume},
-      {FeatureType::MaxX, World(3, 2, 14)},  // ties with (3,1): the later row wins
-      {FeatureType::MinX, World(1, 2, 12)},
-      {FeatureType::MaxY, World(3, 2, 14)},
-      {FeatureType::MinY, World(3, 1, 9)},
-      {FeatureType::MaxZ, World(3, 2, 14)},
-      {FeatureType::MinZ, World(1, 1, 7)},
-      {FeatureType::Offset10, World(0, 0, 0)},
+      {"median", FeatureType::Median, World(2, 1, 10)},
+      {"offset", FeatureType::Offset, World(0, 0, 0)},
+      // z0 = 10 raw steps (world 0). Depths -3, -1, 2, 4: W = 10; the unit-step columns put
+      // -6 - 1 + 3 + 10 = 6 steps-weighted height above z0.
+      {"volume centroid", FeatureType::VolumeCentroid, World(2.0, 1.6, 10.6)},
+      {"max x", FeatureType::MaxX, World(3, 2, 14)},  // ties with (3,1): the later row wins
+      {"min x", FeatureType::MinX, World(1, 2, 12)},
+      {"max y", FeatureType::MaxY, World(3, 2, 14)},
+      {"min y", FeatureType::MinY, World(3, 1, 9)},
+      {"max z", FeatureType::MaxZ, World(3, 2, 14)},
+      {"min z", FeatureType::MinZ, World(1, 1, 7)},
+      {"offset 10", FeatureType::Offset10, World(0, 0, 0)},
+      // Band 25%..75%: targets 1 and 3 of 4 give heights 7 and 12; the cells 7, 9, 12 inside.
+      {"band", FeatureType::PercentileBand, World(5.0 / 3, 4.0 / 3, 28.0 / 3), 25, 75},
+      // 50%..55%: targets 2 and 2 both land on height 9: the band has no width.
+      {"band without width", FeatureType::PercentileBand, kNullPoint, 50, 55},
+      {"band of one percent", FeatureType::PercentileBand, kNullPoint, 40, 40},
+      {"band upside down", FeatureType::PercentileBand, kNullPoint, 70, 30},
+      // World heights of 7, 9, 12, 14 are -0.3, -0.1, 0.2, 0.4; the window [-0.1, 0.2] keeps 9, 12.
+      {"height window", FeatureType::Centroid, World(2, 1.5, 10.5), 0, 0, -0.1, 0.2},
+      {"window open below", FeatureType::MinZ, World(1, 1, 7), 0, 0, kNull, 0.0},
+      {"window open above", FeatureType::MinZ, World(1, 2, 12), 0, 0, 0.0, kNull},
+      {"window above every cell", FeatureType::MaxZ, kNullPoint, 0, 0, 5, 6},
   };
   for (const Case& k : cases) {
-    SCOPED_TRACE(int(k.type));
-    EXPECT_POINT_NEAR(rv::CalculateFeaturePoint(surface, kRect, mask, 0, 0, k.type, alloc_),
-                      k.expected);
+    ExpectPoint(rv::CalculateFeaturePoint(surface, kRect, mask, k.low, k.high, k.type, alloc_,
+                                          k.zMin, k.zMax),
+                k.expected, k.name);
   }
-  // Band 25%..75%: targets 1 and 3 of 4 give heights 7 and 12; the cells 7, 9, 12 inside.
-  EXPECT_POINT_NEAR(
-      rv::CalculateFeaturePoint(surface, kRect, mask, 25, 75, FeatureType::PercentileBand, alloc_),
-      World(5.0 / 3, 4.0 / 3, 28.0 / 3));
-  // 50%..55%: targets 2 and 2 both land on height 9: the band has no width.
-  EXPECT_TRUE(IsNullPoint(
-      rv::CalculateFeaturePoint(surface, kRect, mask, 50, 55, FeatureType::PercentileBand)));
-  EXPECT_TRUE(IsNullPoint(
-      rv::CalculateFeaturePoint(surface, kRect, mask, 40, 40, FeatureType::PercentileBand)));
-  EXPECT_TRUE(IsNullPoint(
-      rv::CalculateFeaturePoint(surface, kRect, mask, 70, 30, FeatureType::PercentileBand)));
 }
 
 TEST_F(FeaturePointTest, ExtremeTiesGoToTheCellScannedLast) {
   const rv::Surface surface = MakeSurface({{5, 9, 1}, {9, 2, 1}, {3, 1, 7}});
-  const Ty::Object<void*> mask =
-      rotest::MakeArray2<unsigned char>(zTypeOf(z8u), {{1, 1, 1}, {1, 1, 1}, {1, 1, 1}});
+  const Ty::Object<void*> mask = Mask({{1, 1, 1}, {1, 1, 1}, {1, 1, 1}});
   const std::pair<FeatureType, zPoint3d64f> cases[] = {{FeatureType::MaxZ, World(0, 1, 9)},
                                                        {FeatureType::MinZ, World(1, 2, 1)},
                                                        {FeatureType::MaxX, World(2, 2, 7)},
@@ -104,28 +107,7 @@ TEST_F(FeaturePointTest, ExtremeTiesGoToTheCellScannedLast) {
                                                        {FeatureType::MinY, World(2, 0, 1)}};
   for (const auto& [type, expected] : cases) {
     SCOPED_TRACE(int(type));
-    EXPECT_POINT_NEAR(rv::CalculateFeaturePoint(surface, {0, 0, 3, 3}, mask, 0, 0, type), expected);
-  }
-}
-
-TEST_F(FeaturePointTest, MediansOfOddAndEvenCounts) {
-  const rv::Surface surface = MakeSurface({{10, 20, 20, 40}});
-  const rv::Rect2d<int> rect{0, 0, 4, 1};
-  struct Case {
-    Bytes mask;
-    zPoint3d64f expected;
-  };
-  const Case cases[] = {
-      {{{1, 1, 0, 0}}, World(0, 0, 15)},  // two cells: the mean of 10 and 20
-      {{{1, 1, 1, 0}}, World(1, 0, 20)},  // three cells: the middle one
-      {{{1, 1, 1, 1}}, World(1, 0, 20)},  // columns (1 + 2) / 2 truncated; heights 20 and 20
-      {{{0, 0, 0, 1}}, World(3, 0, 40)},  // a single cell
-      {{{1, 0, 0, 1}}, World(1, 0, 25)},  // columns 0 and 3 -> 1; heights 10 and 40 -> 25
-  };
-  for (const Case& k : cases) {
-    const Ty::Object<void*> mask = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), k.mask);
-    EXPECT_POINT_NEAR(rv::CalculateFeaturePoint(surface, rect, mask, 0, 0, FeatureType::Median),
-                      k.expected);
+    ExpectPoint(rv::CalculateFeaturePoint(surface, {0, 0, 3, 3}, mask, 0, 0, type), expected);
   }
 }
 
@@ -156,14 +138,11 @@ TEST_F(FeaturePointTest, MedianAgreesWithSorting) {
       return n % 2 ? double(v[n / 2]) : std::floor((v[n / 2 - 1] + v[n / 2]) / 2.0);
     };
     const rv::Surface surface = MakeSurface(g);
-    const Ty::Object<void*> mask = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), m);
+    const Ty::Object<void*> mask = Mask(m);
     const zPoint3d64f p = rv::CalculateFeaturePoint(surface, rect, mask, 0, 0, FeatureType::Median);
-    if (heights.empty()) {
-      EXPECT_TRUE(IsNullPoint(p));
-      continue;
-    }
     SCOPED_TRACE(trial);
-    EXPECT_POINT_NEAR(p, World(median(columns), median(rows), median(heights)));
+    ExpectPoint(
+        p, heights.empty() ? kNullPoint : World(median(columns), median(rows), median(heights)));
   }
 }
 
@@ -175,8 +154,7 @@ TEST_F(FeaturePointTest, VolumeCentroidAgreesWithStackedUnitSteps) {
   for (auto& row : g)
     for (auto& v : row) v = short(value(rng));
   const rv::Surface surface = MakeSurface(g);  // offset.z -1, scale.z 0.1: z0 = 10
-  const Ty::Object<void*> mask =
-      rotest::MakeArray2<unsigned char>(zTypeOf(z8u), Bytes(4, std::vector<unsigned char>(5, 1)));
+  const Ty::Object<void*> mask = Mask(Bytes(4, std::vector<unsigned char>(5, 1)));
   double w = 0, sx = 0, sy = 0, sz = 0;
   for (int r = 0; r < 4; ++r) {
     for (int c = 0; c < 5; ++c) {
@@ -186,76 +164,48 @@ TEST_F(FeaturePointTest, VolumeCentroidAgreesWithStackedUnitSteps) {
       }
     }
   }
-  EXPECT_POINT_NEAR(
+  ExpectPoint(
       rv::CalculateFeaturePoint(surface, {0, 0, 5, 4}, mask, 0, 0, FeatureType::VolumeCentroid),
       World(sx / w, sy / w, 10 + sz / w));
   // Wholly at z = 0 there is no volume: NaN, not the null point.
   const rv::Surface flat = MakeSurface({{10, 10}});
-  const Ty::Object<void*> two = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), {{1, 1}});
+  const Ty::Object<void*> two = Mask({{1, 1}});
   const zPoint3d64f p =
       rv::CalculateFeaturePoint(flat, {0, 0, 2, 1}, two, 0, 0, FeatureType::VolumeCentroid);
   EXPECT_TRUE(std::isnan(p.x) && std::isnan(p.y) && std::isnan(p.z));
 }
 
-TEST_F(FeaturePointTest, SingleCellGivesTheCell) {
-  const rv::Surface surface = MakeSurface(kHeights);
-  const Ty::Object<void*> mask =
-      rotest::MakeArray2<unsigned char>(zTypeOf(z8u), {{0, 0, 0}, {0, 0, 1}});
+// One cell gives the cell; no cell gives the null point, for every type.
+TEST_F(FeaturePointTest, SingleCellAndEmptyRegions) {
+  const rv::Surface surface = MakeSurface(kHeights), empty;
+  const Ty::Object<void*> one = Mask({{0, 0, 0}, {0, 0, 1}}), none = Mask({{0, 0, 0}, {0, 0, 0}});
   for (int t = 0; t <= 11; ++t) {
     const auto type = FeatureType(t);
-    const zPoint3d64f p = rv::CalculateFeaturePoint(surface, kRect, mask, 0, 100, type);
     SCOPED_TRACE(t);
-    if (type == FeatureType::Offset || type == FeatureType::Offset10) {
-      EXPECT_POINT_NEAR(p, World(0, 0, 0));
-    } else if (type == FeatureType::VolumeCentroid) {
-      // The cell's column of 4 unit steps above z0 = 10 has its centre 2.5 steps up.
-      EXPECT_POINT_NEAR(p, World(3, 2, 12.5));
-    } else if (type == FeatureType::PercentileBand) {
-      EXPECT_TRUE(IsNullPoint(p)) << "both band ends fall on the one height";
-    } else {
-      EXPECT_POINT_NEAR(p, World(3, 2, 14));
-    }
+    // The volume centroid: the cell's column of 4 unit steps above z0 = 10 has its centre 2.5
+    // steps up; both band ends fall on the one height.
+    const zPoint3d64f expected = type == FeatureType::Offset || type == FeatureType::Offset10
+                                     ? World(0, 0, 0)
+                                 : type == FeatureType::VolumeCentroid ? World(3, 2, 12.5)
+                                 : type == FeatureType::PercentileBand ? kNullPoint
+                                                                       : World(3, 2, 14);
+    ExpectPoint(rv::CalculateFeaturePoint(surface, kRect, one, 0, 100, type), expected);
+    ExpectPoint(rv::CalculateFeaturePoint(surface, kRect, none, 0, 100, type), kNullPoint);
   }
-}
-
-TEST_F(FeaturePointTest, DegenerateInputGivesTheNullPoint) {
-  const rv::Surface surface = MakeSurface(kHeights);
-  const Ty::Object<void*> mask = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), kMask);
-  const Ty::Object<void*> none =
-      rotest::MakeArray2<unsigned char>(zTypeOf(z8u), {{0, 0, 0}, {0, 0, 0}});
-  rv::Surface empty;
+  const Ty::Object<void*> mask = Mask(kMask);
   const FeatureType c = FeatureType::Centroid;
-  EXPECT_TRUE(IsNullPoint(rv::CalculateFeaturePoint(empty, kRect, mask, 0, 0, c)));
-  EXPECT_TRUE(IsNullPoint(rv::CalculateFeaturePoint(surface, kRect, nullptr, 0, 0, c)));
-  EXPECT_TRUE(IsNullPoint(rv::CalculateFeaturePoint(surface, {1, 1, 0, 2}, mask, 0, 0, c)));
-  EXPECT_TRUE(IsNullPoint(rv::CalculateFeaturePoint(surface, {1, 1, 2, 3}, mask, 0, 0, c)));
-  for (int t = 0; t <= 11; ++t)
-    EXPECT_TRUE(
-        IsNullPoint(rv::CalculateFeaturePoint(surface, kRect, none, 0, 100, FeatureType(t))))
-        << t;
-}
-
-TEST_F(FeaturePointTest, HeightWindowNarrowsTheCountedCells) {
-  const rv::Surface surface = MakeSurface(kHeights);
-  const Ty::Object<void*> mask = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), kMask);
-  // World heights of 7, 9, 12, 14 are -0.3, -0.1, 0.2, 0.4; the window [-0.1, 0.2] keeps 9, 12.
-  EXPECT_POINT_NEAR(rv::CalculateFeaturePoint(surface, kRect, mask, 0, 0, FeatureType::Centroid,
-                                              nullptr, -0.1, 0.2),
-                    World(2, 1.5, 10.5));
-  EXPECT_POINT_NEAR(rv::CalculateFeaturePoint(surface, kRect, mask, 0, 0, FeatureType::MinZ,
-                                              nullptr, rv::kNullDouble, 0.0),
-                    World(1, 1, 7));
-  EXPECT_POINT_NEAR(rv::CalculateFeaturePoint(surface, kRect, mask, 0, 0, FeatureType::MinZ,
-                                              nullptr, 0.0, rv::kNullDouble),
-                    World(1, 2, 12));
-  EXPECT_TRUE(IsNullPoint(
-      rv::CalculateFeaturePoint(surface, kRect, mask, 0, 0, FeatureType::MaxZ, nullptr, 5, 6)));
+  ExpectPoint(rv::CalculateFeaturePoint(empty, kRect, mask, 0, 0, c), kNullPoint, "no heights");
+  ExpectPoint(rv::CalculateFeaturePoint(surface, kRect, nullptr, 0, 0, c), kNullPoint, "no mask");
+  ExpectPoint(rv::CalculateFeaturePoint(surface, {1, 1, 0, 2}, mask, 0, 0, c), kNullPoint,
+              "no columns");
+  ExpectPoint(rv::CalculateFeaturePoint(surface, {1, 1, 2, 3}, mask, 0, 0, c), kNullPoint,
+              "mask of another size");
 }
 
 TEST_F(FeaturePointTest, BadInputRaises) {
   const char* name = "Ro::Vision::CalculateFeaturePoint";
   const rv::Surface surface = MakeSurface(kHeights);
-  const Ty::Object<void*> mask = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), kMask);
+  const Ty::Object<void*> mask = Mask(kMask);
   const Ty::Object<void*> wide = rotest::MakeArray2<short>(zTypeOf(z16s), {{1, 1, 1}, {1, 0, 1}});
   rv::Surface doubles = surface, unset = surface;
   doubles.layers[0] = rotest::MakeArray2<double>(zTypeOf(z64f), {{1, 2, 3}, {4, 5, 6}});
@@ -273,7 +223,7 @@ TEST_F(FeaturePointTest, BadInputRaises) {
 
 TEST_F(FeaturePointTest, FailingHistogramAllocationsRaiseThePlatformStatus) {
   const rv::Surface surface = MakeSurface(kHeights);
-  const Ty::Object<void*> mask = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), kMask);
+  const Ty::Object<void*> mask = Mask(kMask);
   auto run = [&](FeatureType type) {
     return rotest::ExpectEveryAllocationFailureRaised(
         alloc_, [&] { rv::CalculateFeaturePoint(surface, kRect, mask, 10, 90, type, alloc_); });
@@ -297,18 +247,41 @@ TEST_F(FeaturePointTest, ImageOverloadUsesPixelUnits) {
   const short pixels[2][3] = {{4, N, 8}, {N, 6, 2}};
   for (int y = 0; y < 2; ++y)
     for (int x = 0; x < 3; ++x) *static_cast<short*>(zImage_At(image, x, y)) = pixels[y][x];
-  const zPoint3d64f centroid = rv::CalculateFeaturePoint(hold, FeatureType::Centroid, 0, 0);
-  EXPECT_POINT_NEAR(centroid, (zPoint3d64f{(0 + 2 + 1 + 2) / 4.0, 2 / 4.0, 20 / 4.0}));
-  EXPECT_POINT_NEAR(rv::CalculateFeaturePoint(hold, FeatureType::MaxZ, 0, 0),
-                    (zPoint3d64f{2, 0, 8}));
-  EXPECT_POINT_NEAR(rv::CalculateFeaturePoint(hold, FeatureType::Median, 0, 0),
-                    (zPoint3d64f{1, 0, 5}));
-  EXPECT_TRUE(
-      IsNullPoint(rv::CalculateFeaturePoint(Ty::Object<void*>(), FeatureType::Centroid, 0, 0)));
+  ExpectPoint(rv::CalculateFeaturePoint(hold, FeatureType::Centroid, 0, 0),
+              (zPoint3d64f{(0 + 2 + 1 + 2) / 4.0, 2 / 4.0, 20 / 4.0}));
+  ExpectPoint(rv::CalculateFeaturePoint(hold, FeatureType::MaxZ, 0, 0), (zPoint3d64f{2, 0, 8}));
+  ExpectPoint(rv::CalculateFeaturePoint(hold, FeatureType::Median, 0, 0), (zPoint3d64f{1, 0, 5}));
+  ExpectPoint(rv::CalculateFeaturePoint(Ty::Object<void*>(), FeatureType::Centroid, 0, 0),
+              kNullPoint);
   zImage bytes = nullptr;
   ASSERT_EQ(zImage_Construct(&bytes, zTypeOf(z8u), 3, 2, alloc_), zOK);
   EXPECT_TY_THROW(rv::CalculateFeaturePoint(Ty::Object<void*>(bytes), FeatureType::Centroid, 0, 0),
                   -996, "Ro::Vision::CalculateFeaturePoint");
+}
+
+// The runs of a turned rectangle give, bit for bit, the rectangle form over the box-sized copy
+// of the region's mask.
+TEST_F(FeaturePointTest, RunsGiveTheMaskedRectangleResult) {
+  std::vector<std::vector<short>> heights(20, std::vector<short>(20));
+  for (int r = 0; r < 20; ++r)
+    for (int c = 0; c < 20; ++c) heights[r][c] = (r + c) % 6 == 0 ? -32768 : short(r * 4 - c);
+  const rv::Surface s = rotest::MakeSurface(heights, {-1, -1, 0.5}, {0.1, 0.1, 0.01}, alloc_);
+  rv::RectangleRoiSurface roi(s, rv::Region2d<double>{0.1, 0.05, 1.2, 0.7, 35}, alloc_);
+  const Ty::Object<void*> cut = rotest::BoxMaskOf(roi, alloc_);
+  for (int type = 0; type <= 11; ++type) {
+    const zPoint3d64f a =
+        rv::CalculateFeaturePoint(s, *roi.GetRectRegionRLE(), rv::FeatureType(type), alloc_);
+    const zPoint3d64f b = rv::CalculateFeaturePoint(s, roi.GetBoundingBox(), cut, 0, 100,
+                                                    rv::FeatureType(type), alloc_);
+    EXPECT_EQ(std::memcmp(&a, &b, sizeof a), 0) << type;
+  }
+  rv::RectRegionRLE none, other;
+  ExpectPoint(rv::CalculateFeaturePoint(s, none, rv::FeatureType(0), alloc_), kNullPoint);
+  other.kind = 1;
+  rotest::ExpectFailures(
+      {{"region of another kind", [&] { rv::CalculateFeaturePoint(s, other, rv::FeatureType(0)); },
+        -996, 2542}},
+      "Geometry/Geometry");
 }
 
 }  // namespace

@@ -13,8 +13,10 @@ namespace {
 
 using Polygon = std::vector<rv::Point2d<double>>;
 
-TEST(IsPointInPolygon, EdgesAndCornersCountAsInside) {
+// Edges and corners count as inside, also for the degenerate polygons.
+TEST(IsPointInPolygon, EdgesCornersAndDegeneratePolygons) {
   const Polygon square = {{0, 0}, {4, 0}, {4, 4}, {0, 4}};
+  const Polygon none, single = {{1, 1}}, segment = {{0, 0}, {2, 2}};
   // An L-shaped (concave) polygon and a self-crossing star.
   const Polygon ell = {{0, 0}, {4, 0}, {4, 1}, {1, 1}, {1, 4}, {0, 4}};
   Polygon star;
@@ -46,6 +48,12 @@ TEST(IsPointInPolygon, EdgesAndCornersCountAsInside) {
       {"star point", &star, {0, 8}, 1},
       {"star centre is outside by even-odd", &star, {0, 0}, 0},
       {"outside the star", &star, {9, 9}, 0},
+      {"empty polygon", &none, {0, 0}, 0},
+      {"on a one-point polygon", &single, {1, 1}, 1},
+      {"off a one-point polygon", &single, {1, 2}, 0},
+      {"on a segment", &segment, {1, 1}, 1},
+      {"beside a segment", &segment, {1, 0.5}, 0},
+      {"beyond a segment's end", &segment, {3, 3}, 0},
   };
   for (const Case& c : cases) {
     EXPECT_EQ(rv::IsPointInPolygon(*c.polygon, c.point), c.inside) << c.name;
@@ -54,16 +62,6 @@ TEST(IsPointInPolygon, EdgesAndCornersCountAsInside) {
     EXPECT_EQ(rv::IsPointInPolygon(xz, rv::PointXZ<double>{c.point.x, c.point.y}), c.inside)
         << c.name;
   }
-}
-
-TEST(IsPointInPolygon, DegeneratePolygons) {
-  EXPECT_EQ(rv::IsPointInPolygon(Polygon{}, rv::Point2d<double>{0, 0}), 0);
-  EXPECT_EQ(rv::IsPointInPolygon(Polygon{{1, 1}}, rv::Point2d<double>{1, 1}), 1);
-  EXPECT_EQ(rv::IsPointInPolygon(Polygon{{1, 1}}, rv::Point2d<double>{1, 2}), 0);
-  const Polygon segment = {{0, 0}, {2, 2}};
-  EXPECT_EQ(rv::IsPointInPolygon(segment, rv::Point2d<double>{1, 1}), 1);
-  EXPECT_EQ(rv::IsPointInPolygon(segment, rv::Point2d<double>{1, 0.5}), 0);
-  EXPECT_EQ(rv::IsPointInPolygon(segment, rv::Point2d<double>{3, 3}), 0);
 }
 
 TEST(IsPointInPolygon, RectanglePolygonHoldsExactlyItsIndexBox) {

@@ -119,28 +119,30 @@ TEST(IsPointInEllipticalSector, AgreesWithTheDefinitionOnRandomPoints) {
   }
 }
 
+// Turned by 90 degrees: the width (own x) lies along world y, and own angle 0 points to +y. The
+// XZ form reads z for y and the height for the length; the 3D form takes angleZ as the turn.
 TEST(IsPointInEllipticalSector, AxesAndAnglesAreInTheSectorsOwnFrame) {
-  // Turned by 90 degrees: the width (own x) lies along world y, and own angle 0 points to +y.
   const rv::EllipticalSector2d<double> s{2, 2, 4, 8, -10, 20, {0, 0}, 90};
-  EXPECT_EQ(rv::IsPointInEllipticalSector(s, rv::Point2d<double>{0, 3.9}), 1);
-  EXPECT_EQ(rv::IsPointInEllipticalSector(s, rv::Point2d<double>{0, 4}), 1) << "on the outer";
-  EXPECT_EQ(rv::IsPointInEllipticalSector(s, rv::Point2d<double>{0, 4.1}), 0);
-  EXPECT_EQ(rv::IsPointInEllipticalSector(s, rv::Point2d<double>{3.9, 0}), 0) << "own -y side";
-  EXPECT_EQ(rv::IsPointInEllipticalSector(s, rv::Point2d<double>{0, 1}), 1) << "on the inner";
-  EXPECT_EQ(rv::IsPointInEllipticalSector(s, rv::Point2d<double>{0, 0.9}), 0);
-
-  // The XZ form reads z for y and the height for the length.
   const rv::EllipticalSectorXZ<double> xz{2, 2, 4, 8, -10, 20, {0, 0}, 90};
-  EXPECT_EQ(rv::IsPointInEllipticalSector(xz, rv::PointXZ<double>{0, 3.9}), 1);
-  EXPECT_EQ(rv::IsPointInEllipticalSector(xz, rv::PointXZ<double>{3.9, 0}), 0);
-
-  // The 3D form takes angleZ as the turn and checks the height on request.
   const rv::EllipticalSector3d<double> s3{2, 2, 4, 8, -10, 20, 2, {0, 0, 5}, 0, 0, 90};
+  const struct {
+    const char* name;
+    rv::Point2d<double> p;
+    int inside;
+  } cases[] = {{"inside", {0, 3.9}, 1},           {"on the outer", {0, 4}, 1},
+               {"beyond the outer", {0, 4.1}, 0}, {"own -y side", {3.9, 0}, 0},
+               {"on the inner", {0, 1}, 1},       {"within the inner", {0, 0.9}, 0}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(rv::IsPointInEllipticalSector(s, c.p), c.inside) << c.name;
+    EXPECT_EQ(rv::IsPointInEllipticalSector(xz, rv::PointXZ<double>{c.p.x, c.p.y}), c.inside)
+        << c.name;
+    EXPECT_EQ(rv::IsPointInEllipticalSector(s3, rv::Point3d<double>{c.p.x, c.p.y, 5}, 1), c.inside)
+        << c.name;
+  }
+  // The height of the 3D form (5 +- 1) counts only on request.
   EXPECT_EQ(rv::IsPointInEllipticalSector(s3, rv::Point3d<double>{0, 3.9, 6}, 1), 1);
   EXPECT_EQ(rv::IsPointInEllipticalSector(s3, rv::Point3d<double>{0, 3.9, 6.5}, 1), 0);
   EXPECT_EQ(rv::IsPointInEllipticalSector(s3, rv::Point3d<double>{0, 3.9, 6.5}, 0), 1);
-  EXPECT_EQ(rv::IsPointInEllipticalSector(s3, rv::Point3d<double>{3.9, 0, 5}, 0), 0);
-
   // Unset turn counts as 0.
   const rv::EllipticalSector2d<double> plain{2, 2, 4, 8, -10, 20, {0, 0}, kNull};
   EXPECT_EQ(rv::IsPointInEllipticalSector(plain, rv::Point2d<double>{3.9, 0}), 1);

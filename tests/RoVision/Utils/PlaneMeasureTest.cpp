@@ -8,9 +8,14 @@
 #include <cfloat>
 #include <cmath>
 #include <random>
+#include <string>
 #include <vector>
 
+#include "../Geometry/GeometryTestSupport.h"
+
 namespace rv = Ro::Vision;
+using geotest::Fields;
+using geotest::Values;
 
 namespace {
 
@@ -18,6 +23,8 @@ constexpr double kNull = -DBL_MAX;
 constexpr double kPi = 3.14159265358979323846;
 // Distances and angles of exact models agree to rounding.
 constexpr double kExact = 1e-12;
+constexpr char kAverage[] = "Ro::Vision::ComputeAverageDistanceFromPlane";
+constexpr char kPercentile[] = "Ro::Vision::ComputePercentileHeightFromPlane";
 
 Ty::Object<void*> List(const std::vector<zPoint3d64f>& points) {
   void* list = nullptr;
@@ -27,20 +34,21 @@ Ty::Object<void*> List(const std::vector<zPoint3d64f>& points) {
 }
 
 // A plane of known tilt: unit normal n from the angles (degrees) about X and Y, through p0.
+// In-plane axes: e1 is +x projected into the plane, e2 = n x e1.
 struct TiltedPlane {
-  zPoint3d64f n, p0;
+  zPoint3d64f n, p0, e1, e2;
   zPlane3d64f plane;
   TiltedPlane(double tiltX, double tiltY, zPoint3d64f origin) : p0(origin) {
     const double ax = tiltX * kPi / 180, ay = tiltY * kPi / 180;
     n = {std::sin(ay) * std::cos(ax), -std::sin(ax), std::cos(ay) * std::cos(ax)};
     plane = {n.x, n.y, n.z, -(n.x * p0.x + n.y * p0.y + n.z * p0.z)};
+    const zPoint3d64f x0{1 - n.x * n.x, -n.x * n.y, -n.x * n.z};
+    const double length = std::sqrt(x0.x * x0.x + x0.y * x0.y + x0.z * x0.z);
+    e1 = {x0.x / length, x0.y / length, x0.z / length};
+    e2 = {n.y * e1.z - n.z * e1.y, n.z * e1.x - n.x * e1.z, n.x * e1.y - n.y * e1.x};
   }
   // The point at in-plane coordinates (u, v) and height h along the normal.
   zPoint3d64f At(double u, double v, double h) const {
-    const zPoint3d64f x0{1 - n.x * n.x, -n.x * n.y, -n.x * n.z};  // +x projected into the plane
-    const double length = std::sqrt(x0.x * x0.x + x0.y * x0.y + x0.z * x0.z);
-    const zPoint3d64f e1{x0.x / length, x0.y / length, x0.z / length};
-    const zPoint3d64f e2{n.y * e1.z - n.z * e1.y, n.z * e1.x - n.x * e1.z, n.x * e1.y - n.y * e1.x};
     return {p0.x + u * e1.x + v * e2.x + h * n.x, p0.y + u * e1.y + v * e2.y + h * n.y,
             p0.z + u * e1.z + v * e2.z + h * n.z};
   }
@@ -74,14 +82,13 @@ TEST(PlaneMeasure, AverageDistanceEdgeCases) {
   EXPECT_EQ(rv::ComputeAverageDistanceFromPlane({kNull, 0, 1, 1}, one.Get(), nullptr, nullptr),
             kNull);
   EXPECT_TY_THROW(rv::ComputeAverageDistanceFromPlane(flat, nullptr, nullptr, nullptr), -997,
-                  "Ro::Vision::ComputeAverageDistanceFromPlane");
+                  kAverage);
   void* other = nullptr;
   ASSERT_EQ(zArrayList_Construct(&other, zTypeOf(zPoint64f), 0, nullptr), zOK);
   Ty::Object<void*> held(other);
   EXPECT_TY_THROW(rv::ComputeAverageDistanceFromPlane(flat, other, nullptr, nullptr), -984,
-                  "Ro::Vision::ComputeAverageDistanceFromPlane");
-  EXPECT_TY_THROW(rv::ComputePercentileHeightFromPlane(flat, other, 50), -984,
-                  "Ro::Vision::ComputePercentileHeightFromPlane");
+                  kAverage);
+  EXPECT_TY_THROW(rv::ComputePercentileHeightFromPlane(flat, other, 50), -984, kPercentile);
 }
 
 TEST(PlaneMeasure, PercentileInterpolatesBetweenRanks) {
@@ -103,7 +110,7 @@ TEST(PlaneMeasure, PercentileInterpolatesBetweenRanks) {
   }
   for (double bad : {-0.1, 100.5, std::nan("")}) {
     EXPECT_TY_THROW(rv::ComputePercentileHeightFromPlane(t.plane, list.Get(), bad), -997,
-                    "Ro::Vision::ComputePercentileHeightFromPlane");
+                    kPercentile);
   }
 }
 
@@ -115,21 +122,17 @@ TEST(PlaneMeasure, AnglesBringTheNormalOntoZ) {
       rv::NormalToAngles(t.n, &rx, &ry);
       rv::RefFrame frame;
       frame.RotateXYZ(rx, ry, 0);
-      const zPoint3d64f image = frame.Apply(t.n);
-      EXPECT_NEAR(image.x, 0, kExact) << tx << " " << ty;
-      EXPECT_NEAR(image.y, 0, kExact);
-      EXPECT_NEAR(image.z, 1, kExact);
+      geotest::ExpectFieldsNear(frame.Apply(t.n), {0, 0, 1}, kExact,
+                                std::to_string(tx) + " " + std::to_string(ty));
       double px, py;
       rv::CalculateYXAngleRotation(rv::PlaneParams<double>{3 * t.n.x, 3 * t.n.y, 3 * t.n.z, 7}, &px,
                                    &py);
-      EXPECT_NEAR(px, rx, kExact);
-      EXPECT_NEAR(py, ry, kExact);
+      geotest::ExpectNear({px, py}, {rx, ry}, kExact);
     }
   }
   double rx = 0, ry = 0;
   rv::NormalToAngles({0, 0, 0}, &rx, &ry);
-  EXPECT_EQ(rx, kNull);
-  EXPECT_EQ(ry, kNull);
+  EXPECT_EQ((Values{rx, ry}), (Values{kNull, kNull}));
   rv::NormalToAngles({0, 1, 0}, &rx, &ry);  // +y is lifted by 90 degrees about X
   EXPECT_NEAR(rx, 90, kExact);
 }
@@ -158,38 +161,25 @@ TEST(PlaneMeasure, LevellingMakesHeightsTheZAndRefitsFlat) {
     Ty::Object<void*> levelledList = List(levelled);
     rv::PlaneParams<double> again;
     rv::FitPlanePoints(levelledList.Get(), &again, nullptr);
-    EXPECT_NEAR(again.a, 0, 1e-12);
-    EXPECT_NEAR(again.b, 0, 1e-12);
-    EXPECT_NEAR(again.c, 1, 1e-12);
-    EXPECT_NEAR(again.d, 0, 1e-12);
+    geotest::ExpectFieldsNear(again, {0, 0, 1, 0}, 1e-12);
   }
   EXPECT_TRUE(rv::GetRotationTransform(zPlane3d64f{0, 0, 0, 1}).IsIdentity());
 }
 
 TEST(PlaneMeasure, RegionCornersGoCounterClockwiseFromTheLowCorner) {
-  rv::Region2d<double> region;
-  region.x = 10;
-  region.y = 20;
-  region.width = 4;
-  region.length = 2;
-  region.angle = 90;
+  rv::Region2d<double> region{10, 20, 4, 2, 90};
   rv::Point2d<double> center, corners[4];
   rv::GetRegionCenterCorner(region, &center, corners);
-  EXPECT_EQ(center.x, 10);
+  EXPECT_EQ(Fields(center), (Values{10, 20}));
   // Turned by 90 degrees, local (-2, -1) goes to (+1, -2) about the centre.
-  const double expected[4][2] = {{11, 18}, {11, 22}, {9, 22}, {9, 18}};
-  for (int i = 0; i < 4; ++i) {
-    EXPECT_NEAR(corners[i].x, expected[i][0], kExact) << i;
-    EXPECT_NEAR(corners[i].y, expected[i][1], kExact) << i;
-  }
+  geotest::ExpectFieldsNear(corners, {11, 18, 11, 22, 9, 22, 9, 18}, kExact);
   region.angle = kNull;  // unset: not turned
   rv::GetRegionCenterCorner(region, nullptr, corners);
-  EXPECT_EQ(corners[0].x, 8);
-  EXPECT_EQ(corners[2].y, 21);
+  EXPECT_EQ(Fields(corners), (Values{8, 19, 12, 19, 12, 21, 8, 21}));
   region.width = kNull;
   rv::GetRegionCenterCorner(region, &center, corners);
-  EXPECT_EQ(center.x, kNull);
-  EXPECT_EQ(corners[3].y, kNull);
+  geotest::ExpectAllNull(center);
+  geotest::ExpectAllNull(corners);
 }
 
 TEST(PlaneMeasure, ProjectAngleStart) {
@@ -201,16 +191,9 @@ TEST(PlaneMeasure, ProjectAngleStart) {
   EXPECT_NEAR(rv::ComputeProjectAngleStart({0, 0, -1, 0}, {0, 1, 0}), -90, kExact);
   // A tilted plane: the in-plane direction at a known angle from projected +x comes back.
   const TiltedPlane t(20, 35, {0, 0, 0});
-  const zPoint3d64f x0{1 - t.n.x * t.n.x, -t.n.x * t.n.y, -t.n.x * t.n.z};
-  const double len = std::sqrt(x0.x * x0.x + x0.y * x0.y + x0.z * x0.z);
-  const zPoint3d64f e1{x0.x / len, x0.y / len, x0.z / len};
-  const zPoint3d64f e2{t.n.y * e1.z - t.n.z * e1.y, t.n.z * e1.x - t.n.x * e1.z,
-                       t.n.x * e1.y - t.n.y * e1.x};
   for (double a : {-150.0, -30.0, 0.0, 60.0, 120.0}) {
-    const double c = std::cos(a * kPi / 180), s = std::sin(a * kPi / 180);
     // Plus a component along the normal, which the projection drops.
-    const zPoint3d64f d{c * e1.x + s * e2.x + 3 * t.n.x, c * e1.y + s * e2.y + 3 * t.n.y,
-                        c * e1.z + s * e2.z + 3 * t.n.z};
+    const zPoint3d64f d = t.At(std::cos(a * kPi / 180), std::sin(a * kPi / 180), 3);
     EXPECT_NEAR(rv::ComputeProjectAngleStart(t.plane, d), a, 1e-9) << a;
   }
   EXPECT_EQ(rv::ComputeProjectAngleStart(flat, {0, 0, 1}), kNull);

@@ -3,7 +3,12 @@
 
 #include <vector>
 
+#include "../Geometry/GeometryTestSupport.h"
+
 namespace rv = Ro::Vision;
+using geotest::Fields;
+using geotest::Values;
+using Ints = std::vector<int>;
 
 namespace {
 
@@ -16,7 +21,7 @@ rv::RunLength<int> Axis(double start, double length, double offset, double scale
 }
 
 TEST(RegionPixel, OneAxisRule) {
-  const double tol = 0.001, zeroTol = 0.0;
+  const double tol = 0.001, zeroTol = 0.0, wide = 0.01;
   struct Case {
     const char* name;
     double start, length, offset, scale;
@@ -38,22 +43,18 @@ TEST(RegionPixel, OneAxisRule) {
       {"wholly right", 100.0, 5.0, 0.0, 1.0, nullptr, 1, 100, 0},
       {"unclipped keeps raw indices", -2.0, 4.0, 0.0, 1.0, nullptr, 0, -2, 5},
       {"empty range", 0.2, 0.1, 0.0, 1.0, nullptr, 0, 1, 0},
+      // On negative positions: the plain ceiling of -1.99999 is -1, the tolerant one -2; the
+      // plain floor of -1.00001 is -2, the tolerant one (of -0.99001) -1.
+      {"plain ceiling below zero", -1.99999, 1.0, 0.0, 1.0, nullptr, 0, -1, 1},
+      {"tolerant ceiling below zero", -1.99999, 1.0, 0.0, 1.0, &wide, 0, -2, 2},
+      {"plain floor below zero", -3.0, 1.99999, 0.0, 1.0, nullptr, 0, -3, 2},
+      {"tolerant floor below zero", -3.0, 1.99999, 0.0, 1.0, &wide, 0, -3, 3},
   };
   for (const Case& c : cases) {
     const rv::RunLength<int> out = Axis(c.start, c.length, c.offset, c.scale, c.tolerance, c.clip);
     EXPECT_EQ(out.start, c.first) << c.name;
     EXPECT_EQ(out.length, c.count) << c.name;
   }
-}
-
-TEST(RegionPixel, TolerantBoundsOnNegativePositions) {
-  const double tol = 0.01;
-  // (lo - o) / s = -1.99999: the tolerant ceiling is -2, the plain one -1.
-  EXPECT_EQ(Axis(-1.99999, 1.0, 0.0, 1.0, nullptr, 0).start, -1);
-  EXPECT_EQ(Axis(-1.99999, 1.0, 0.0, 1.0, &tol, 0).start, -2);
-  // The tolerant floor of -1.00001 + 0.01 reaches -1.
-  EXPECT_EQ(Axis(-3.0, 1.99999, 0.0, 1.0, &tol, 0).length, 3);
-  EXPECT_EQ(Axis(-3.0, 1.99999, 0.0, 1.0, nullptr, 0).length, 2);
 }
 
 TEST(RegionPixel, NullArgumentsDoNothing) {
@@ -66,56 +67,35 @@ TEST(RegionPixel, NullArgumentsDoNothing) {
 
 TEST(RegionPixel, TwoDimensionsIgnoreTheAngle) {
   const zPoint64f offset{10, 20}, scale{0.5, 0.25};
-  rv::Rect2d<int> straight, rotated;
-  const rv::Region2d<double> a{12, 21, 2, 1, 0};
-  const rv::Region2d<double> b{12, 21, 2, 1, 37};
-  rv::GetRegionPixel(40, 40, offset, scale, &a, &straight);
-  rv::GetRegionPixel(40, 40, offset, scale, &b, &rotated);
-  EXPECT_EQ(straight.x, 2);  // (12 - 1 - 10) / 0.5
-  EXPECT_EQ(straight.width, 5);
-  EXPECT_EQ(straight.y, 2);  // (21 - 0.5 - 20) / 0.25
-  EXPECT_EQ(straight.height, 5);
-  EXPECT_EQ(rotated.x, straight.x);
-  EXPECT_EQ(rotated.width, straight.width);
-  EXPECT_EQ(rotated.height, straight.height);
+  const auto pixels = [&](const rv::Region2d<double>& region, int centreStyle = 1) {
+    rv::Rect2d<int> out;
+    rv::GetRegionPixel(40, 40, offset, scale, &region, &out, nullptr, 1, centreStyle);
+    return Fields<int>(out);
+  };
+  // x: (12 - 1 - 10) / 0.5, y: (21 - 0.5 - 20) / 0.25.
+  EXPECT_EQ(pixels({12, 21, 2, 1, 0}), (Ints{2, 2, 5, 5}));
+  EXPECT_EQ(pixels({12, 21, 2, 1, 37}), (Ints{2, 2, 5, 5}));
   // Corner style: the position is the lowest corner.
-  rv::Rect2d<int> corner;
-  const rv::Region2d<double> c{11, 20.5, 2, 1, 0};
-  rv::GetRegionPixel(40, 40, offset, scale, &c, &corner, nullptr, 1, 0);
-  EXPECT_EQ(corner.x, straight.x);
-  EXPECT_EQ(corner.y, straight.y);
+  EXPECT_EQ(pixels({11, 20.5, 2, 1, 0}, 0), (Ints{2, 2, 5, 5}));
   // One axis beyond the data empties both.
-  const rv::Region2d<double> below{12, 40, 2, 1, 0};
-  rv::GetRegionPixel(40, 40, offset, scale, &below, &corner);
-  EXPECT_EQ(corner.width, 0);
-  EXPECT_EQ(corner.height, 0);
+  const Ints below = pixels({12, 40, 2, 1, 0});
+  EXPECT_EQ(Ints(below.begin() + 2, below.end()), (Ints{0, 0}));
 }
 
 TEST(RegionPixel, XZClipsHeightsToTheSixteenBitRange) {
-  const zPoint64f offset{0, 0}, scale{1, 1};
-  rv::Rect2d<int> out;
-  const rv::RegionXZ<double> inside{5, 100, 4, 20};
-  rv::GetRegionXZPixel(50, offset, scale, &inside, &out);
-  EXPECT_EQ(out.x, 3);
-  EXPECT_EQ(out.width, 5);
-  EXPECT_EQ(out.y, 90);
-  EXPECT_EQ(out.height, 21);
-  const rv::RegionXZ<double> low{5, -32770, 4, 10};  // Z from -32775 to -32765
-  rv::GetRegionXZPixel(50, offset, scale, &low, &out);
-  EXPECT_EQ(out.y, -32768);
-  EXPECT_EQ(out.height, 4);
-  const rv::RegionXZ<double> high{5, 32765, 4, 10};  // Z from 32760 to 32770
-  rv::GetRegionXZPixel(50, offset, scale, &high, &out);
-  EXPECT_EQ(out.y, 32760);
-  EXPECT_EQ(out.height, 8);
-  const rv::RegionXZ<double> above{5, 40000, 4, 10};
-  rv::GetRegionXZPixel(50, offset, scale, &above, &out);
-  EXPECT_EQ(out.width, 0);
-  EXPECT_EQ(out.height, 0);
-  const rv::RegionXZ<double> outside{500, 0, 4, 10};
-  rv::GetRegionXZPixel(50, offset, scale, &outside, &out);
-  EXPECT_EQ(out.width, 0);
-  EXPECT_EQ(out.height, 0);
+  const auto pixels = [](const rv::RegionXZ<double>& region) {
+    rv::Rect2d<int> out;
+    rv::GetRegionXZPixel(50, zPoint64f{0, 0}, zPoint64f{1, 1}, &region, &out);
+    return Fields<int>(out);
+  };
+  EXPECT_EQ(pixels({5, 100, 4, 20}), (Ints{3, 90, 5, 21}));
+  EXPECT_EQ(pixels({5, -32770, 4, 10}), (Ints{3, -32768, 5, 4}));  // Z from -32775 to -32765
+  EXPECT_EQ(pixels({5, 32765, 4, 10}), (Ints{3, 32760, 5, 8}));    // Z from 32760 to 32770
+  for (const rv::RegionXZ<double>& outside :
+       {rv::RegionXZ<double>{5, 40000, 4, 10}, rv::RegionXZ<double>{500, 0, 4, 10}}) {
+    const Ints out = pixels(outside);
+    EXPECT_EQ(Ints(out.begin() + 2, out.end()), (Ints{0, 0})) << outside.x << ", " << outside.z;
+  }
 }
 
 TEST(RegionPixel, ThreeDimensionsAddUnclippedHeights) {
@@ -127,38 +107,22 @@ TEST(RegionPixel, ThreeDimensionsAddUnclippedHeights) {
   const rv::Region3d<double> box{1, 1, 0, 1, 1, 1, 0, 0, 90};
   rv::Rect3d<int> out;
   rv::GetRegionPixel(data, &box, &out);
-  EXPECT_EQ(out.x, 5);
-  EXPECT_EQ(out.width, 11);
-  EXPECT_EQ(out.y, 5);
-  EXPECT_EQ(out.height, 11);
-  EXPECT_EQ(out.z, 950);  // (0 - 0.5 + 10) / 0.01
-  EXPECT_EQ(out.depth, 101);
+  EXPECT_EQ(Fields<int>(out), (Ints{5, 5, 11, 11, 950, 101}));         // z: (0 - 0.5 + 10) / 0.01
   const rv::Region3d<double> flat{1, 1, 0.005, 1, 1, 0.004, 0, 0, 0};  // between two counts
   rv::GetRegionPixel(data, &flat, &out);
-  EXPECT_EQ(out.width, 0);
-  EXPECT_EQ(out.height, 0);
-  EXPECT_EQ(out.depth, 0);
+  EXPECT_EQ((Ints{out.width, out.height, out.depth}), (Ints{0, 0, 0}));
 }
 
 TEST(RegionStyles, ConversionsRoundTrip) {
   const rv::Region3d<double> centre{10, 20, 30, 2, 4, 6, 1, 2, 3};
   const rv::Region3d<double> corner = rv::ConvertRegionToCornerStyle(centre);
-  EXPECT_EQ(corner.x, 9);
-  EXPECT_EQ(corner.y, 18);
-  EXPECT_EQ(corner.z, 27);
-  EXPECT_EQ(corner.angleZ, 3);
-  const rv::Region3d<double> back = rv::ConvertRegionToCenterStyle(corner);
-  EXPECT_EQ(back.x, 10);
-  EXPECT_EQ(back.z, 30);
-  const rv::RegionXZ<double> xz = rv::ConvertRegionToCornerStyle(rv::RegionXZ<double>{1, 1, 2, 4});
-  EXPECT_EQ(xz.x, 0);
-  EXPECT_EQ(xz.z, -1);
-  const zRect3d64f rect = rv::ConvertRegionTozRect(centre);
-  EXPECT_EQ(rect.x, 9);
-  EXPECT_EQ(rect.length, 4);
-  const zRect64f flat = rv::ConvertRegionTozRect(rv::Region2d<double>{0, 0, 2, 4, 45});
-  EXPECT_EQ(flat.y, -2);
-  EXPECT_EQ(flat.height, 4);
+  EXPECT_EQ(Fields(corner), (Values{9, 18, 27, 2, 4, 6, 1, 2, 3}));
+  EXPECT_EQ(Fields(rv::ConvertRegionToCenterStyle(corner)), Fields(centre));
+  EXPECT_EQ(Fields(rv::ConvertRegionToCornerStyle(rv::RegionXZ<double>{1, 1, 2, 4})),
+            (Values{0, -1, 2, 4, rv::kNullDouble}));
+  EXPECT_EQ(Fields(rv::ConvertRegionTozRect(centre)), (Values{9, 18, 27, 2, 4, 6}));
+  EXPECT_EQ(Fields(rv::ConvertRegionTozRect(rv::Region2d<double>{0, 0, 2, 4, 45})),
+            (Values{-1, -2, 2, 4}));
   EXPECT_NEAR(rv::CosDegree(60), 0.5, 1e-15);
   EXPECT_NEAR(rv::SinDegree(-90), -1, 1e-15);
 }

@@ -48,8 +48,7 @@ TEST_F(SurfaceDataTest, ItemOffsetFromAMessage) {
   Ty::Object<void*> hold(msg);
   ASSERT_EQ(TvSurfaceMsg_SetOffsetForRef(msg, 2, zPoint3d64f{5, 6, 7}), zOK);
   const zPoint3d64f offset = rv::GetSurfaceItemOffset(msg, 2);
-  EXPECT_EQ(offset.x, 5);
-  EXPECT_EQ(offset.z, 7);
+  EXPECT_EQ((std::vector<double>{offset.x, offset.y, offset.z}), (std::vector<double>{5, 6, 7}));
   EXPECT_TY_THROW(rv::GetSurfaceItemOffset(nullptr, 0), -997, "Ro::Vision::GetSurfaceItemOffset");
   // The accessor's own status passes on unchanged.
   EXPECT_TY_THROW(rv::GetSurfaceItemOffset(msg, 3), zERROR_NOT_FOUND,
@@ -72,12 +71,12 @@ TEST(RegionRanges, ValidityAndLimits) {
     rv::GetRegionRanges(c.box, true, &lo, &hi, nullptr, nullptr, nullptr, nullptr);
     EXPECT_EQ(lo == n, !c.valid);
   }
-  double l[6];
-  const zRect3d64f box{10, 20, 30, 2, 4, 6};
-  rv::GetRegionRanges(box, true, &l[0], &l[1], &l[2], &l[3], &l[4], &l[5]);
-  EXPECT_EQ(std::vector<double>(l, l + 6), (std::vector<double>{9, 11, 18, 22, 27, 33}));
-  rv::GetRegionRanges(box, false, &l[0], &l[1], &l[2], &l[3], &l[4], &l[5]);
-  EXPECT_EQ(std::vector<double>(l, l + 6), (std::vector<double>{10, 12, 20, 24, 30, 36}));
+  std::vector<double> l(6);
+  for (const bool centred : {true, false}) {
+    rv::GetRegionRanges({10, 20, 30, 2, 4, 6}, centred, &l[0], &l[1], &l[2], &l[3], &l[4], &l[5]);
+    EXPECT_EQ(l, centred ? (std::vector<double>{9, 11, 18, 22, 27, 33})
+                         : (std::vector<double>{10, 12, 20, 24, 30, 36}));
+  }
 }
 
 }  // namespace
