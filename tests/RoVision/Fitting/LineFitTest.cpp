@@ -173,19 +173,18 @@ TEST_F(FitLineIterativeTest, ReplacesAnOutputObjectAndDestroysTheListWhenNotWant
 TEST_F(FitLineIterativeTest, Errors) {
   const auto points = NoisyLine(1, 0, 10, 0.1, 3);
   Line line;
-  auto caught = rotest::CatchTy([&] {
-    rv::FitLineIterative(points.data(), 1, 10, &line.slope, &line.intercept, nullptr, alloc_);
-  });
-  ASSERT_TRUE(caught);
-  EXPECT_EQ(caught->Status(), -997);
-  EXPECT_EQ(caught->Line(), 1371);
-  EXPECT_EQ(caught->File(), "Fitting/Fit");
-  EXPECT_EQ(caught->Function(), "Ro::Vision::FitLineIterative");
+  const char* name = "Ro::Vision::FitLineIterative";
+  auto fit = [&](const zPoint64f* p, size_t count, double* slope) {
+    return [&, p, count, slope] {
+      line = Line{};
+      rv::FitLineIterative(p, count, 10, slope, &line.intercept, nullptr, alloc_);
+    };
+  };
+  rotest::ExpectFailures({{"null points", fit(nullptr, 5, &line.slope), -997, 0, name},
+                          {"null slope", fit(points.data(), 5, nullptr), -997, 0, name},
+                          {"one point", fit(points.data(), 1, &line.slope), -997, 1371, name}},
+                         "Fitting/Fit");
   EXPECT_EQ(line.slope, kNull);  // the outputs start at the null line
-  EXPECT_TY_STATUS(
-      rv::FitLineIterative(nullptr, 5, 10, &line.slope, &line.intercept, nullptr, alloc_), -997);
-  EXPECT_TY_STATUS(
-      rv::FitLineIterative(points.data(), 5, 10, nullptr, &line.intercept, nullptr, alloc_), -997);
   // Every list operation's failure is raised with the platform's status and nothing stays
   // alive (the handed-over list is released inside the action once it succeeds).
   rotest::ExpectEveryAllocationFailureRaised(alloc_, [&] {
@@ -224,19 +223,15 @@ TEST(FitLineRansac, ThresholdZeroAcceptsNothingAndLeavesOutputs) {
 TEST(FitLineRansac, Errors) {
   const auto points = NoisyLine(1, 0, 10, 0, 1);
   Line line;
-  auto caught = rotest::CatchTy(
-      [&] { rv::FitLineRansac(points.data(), 2, 0.1, 5, 1, &line.slope, &line.intercept); });
-  ASSERT_TRUE(caught);
-  EXPECT_EQ(caught->Status(), 0);
-  EXPECT_EQ(caught->Line(), 1442);
-  EXPECT_EQ(caught->Function(), "Ro::Vision::FitLineRansac");
-  caught = rotest::CatchTy(
-      [&] { rv::FitLineRansac(nullptr, 10, 0.1, 5, 1, &line.slope, &line.intercept); });
-  ASSERT_TRUE(caught);
-  EXPECT_EQ(caught->Status(), 0);
-  EXPECT_EQ(caught->Line(), 1441);
-  EXPECT_TY_STATUS(
-      rv::FitLineRansac(points.data(), 10, std::nan(""), 5, 1, &line.slope, &line.intercept), -997);
+  const char* name = "Ro::Vision::FitLineRansac";
+  auto fit = [&](const zPoint64f* p, size_t count, double fraction) {
+    return [&, p, count, fraction] {
+      rv::FitLineRansac(p, count, fraction, 5, 1, &line.slope, &line.intercept);
+    };
+  };
+  rotest::ExpectFailures({{"two points", fit(points.data(), 2, 0.1), 0, 1442, name},
+                          {"null points", fit(nullptr, 10, 0.1), 0, 1441, name},
+                          {"NaN fraction", fit(points.data(), 10, std::nan("")), -997}});
 }
 
 }  // namespace
