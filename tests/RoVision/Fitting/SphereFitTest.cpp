@@ -65,12 +65,10 @@ TEST_F(FitSphereTest, BadInput) {
   zPoint3d64f center;
   double radius;
   const std::vector<zPoint3d64f> three = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
-  auto caught = rotest::CatchTy(
-      [&] { rv::FitSphere(three.data(), 3, &center, &radius, alloc_, 1, nullptr, nullptr); });
-  ASSERT_TRUE(caught);
-  EXPECT_EQ(caught->Status(), -996);
-  EXPECT_EQ(caught->Line(), 3019);
-  EXPECT_EQ(caught->Function(), "Ro::Vision::FitSphere");
+  rotest::ExpectFailures(
+      {{"three points",
+        [&] { rv::FitSphere(three.data(), 3, &center, &radius, alloc_, 1, nullptr, nullptr); },
+        -996, 3019, "Ro::Vision::FitSphere"}});
   EXPECT_EQ(radius, kNull);
   // Unusable points do not count: NaN, infinite, null z.
   std::vector<zPoint3d64f> four = {{1, 0, 0},     {0, 1, 0},       {0, 0, 1}, {std::nan(""), 0, 0},
@@ -100,23 +98,16 @@ TEST_F(FitSphereTest, BadInput) {
 
 // A spherical cap as a height map: radius 5 world units, centre 3 units below the surface.
 rv::Surface Cap(short spikeValue) {
-  rv::Surface surface;
-  surface.scale = {0.05, 0.05, 0.001};
-  surface.offset = {-4, -4, 0};
-  const int size = 161;
-  void* heights = nullptr;
-  EXPECT_EQ(zArray2_Construct(&heights, zTypeOf(z16s), size, size, nullptr), zOK);
-  for (int r = 0; r < size; ++r) {
-    short* row = static_cast<short*>(zArray2_Row(heights, r));
-    for (int c = 0; c < size; ++c) {
+  std::vector<std::vector<short>> heights(161, std::vector<short>(161));
+  for (int r = 0; r < 161; ++r) {
+    for (int c = 0; c < 161; ++c) {
       const double x = -4 + 0.05 * c, y = -4 + 0.05 * r;
       const double h2 = 25 - x * x - y * y;
-      row[c] = h2 < 9 ? short(-32768) : short(std::lround((std::sqrt(h2) - 3) / 0.001));
+      heights[r][c] = h2 < 9 ? short(-32768) : short(std::lround((std::sqrt(h2) - 3) / 0.001));
     }
   }
-  static_cast<short*>(zArray2_Row(heights, 80))[80] = spikeValue;
-  surface.layers.emplace_back(heights);
-  return surface;
+  heights[80][80] = spikeValue;
+  return rotest::MakeSurface(heights, {-4, -4, 0}, {0.05, 0.05, 0.001});
 }
 
 TEST_F(FitSphereTest, SurfaceCapWithASpike) {
@@ -137,15 +128,13 @@ TEST_F(FitSphereTest, SurfaceCapWithASpike) {
   rv::FitSphere(cap, {0, 0, 161, 161}, nullptr, &center, &radius, outliers, 0.01, nullptr, 1);
   EXPECT_GT(outliers.size(), 1u);
 
-  auto caught = rotest::CatchTy([&] {
-    rv::FitSphere(cap, {0, 0, 3, 3}, nullptr, &center, &radius, outliers, 0.01, nullptr, 0);
-  });
-  ASSERT_TRUE(caught);
-  EXPECT_EQ(caught->Status(), -996);
-  EXPECT_EQ(caught->Line(), 3277);
-  EXPECT_TY_STATUS(
-      rv::FitSphere(cap, {0, 0, 162, 3}, nullptr, &center, &radius, outliers, 0.01, nullptr, 0),
-      -997);
+  auto fit = [&](rv::Rect2d<int> rect) {
+    return [&, rect] {
+      rv::FitSphere(cap, rect, nullptr, &center, &radius, outliers, 0.01, nullptr, 0);
+    };
+  };
+  rotest::ExpectFailures({{"too few cells", fit({0, 0, 3, 3}), -996, 3277},
+                          {"rectangle outside", fit({0, 0, 162, 3}), -997}});
 }
 
 }  // namespace
