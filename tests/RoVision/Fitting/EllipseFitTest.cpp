@@ -93,11 +93,9 @@ TEST(FitEllipseCore, NoisyEllipsesAgainstTruthAndOpenCv) {
     for (size_t i = 0; i < s.x.size(); ++i) points.emplace_back(float(s.x[i]), float(s.y[i]));
     const cv::RotatedRect cvEllipse = cv::fitEllipse(points);
     const bool widthIsMajor = cvEllipse.size.width >= cvEllipse.size.height;
-    const double cvMajor = std::max(cvEllipse.size.width, cvEllipse.size.height) / 2;
-    const double cvMinor = std::min(cvEllipse.size.width, cvEllipse.size.height) / 2;
     const double cvPhi = cvEllipse.angle + (widthIsMajor ? 0 : 90);
-    EXPECT_NEAR(r.major, cvMajor, 0.01);
-    EXPECT_NEAR(r.minor, cvMinor, 0.01);
+    EXPECT_NEAR(r.major, std::max(cvEllipse.size.width, cvEllipse.size.height) / 2, 0.01);
+    EXPECT_NEAR(r.minor, std::min(cvEllipse.size.width, cvEllipse.size.height) / 2, 0.01);
     EXPECT_NEAR(r.cx, cvEllipse.center.x, 0.01);
     EXPECT_NEAR(r.cy, cvEllipse.center.y, 0.01);
     const double difference = std::fmod(r.angle + cvPhi + 720, 180);
@@ -138,10 +136,7 @@ TEST(FitEllipseCore, FailureStatuses) {
   EXPECT_EQ(Fit(two, 0, 0, 1).status, 0);
   // Points on a line (a degenerate conic) never give status 1.
   Samples line;
-  for (int i = 0; i < 20; ++i) {
-    line.x.push_back(i);
-    line.y.push_back(2 * i);
-  }
+  for (int i = 0; i < 20; ++i) line.x.push_back(i), line.y.push_back(2 * i);
   EXPECT_NE(Fit(line, 0, 0, 0).status, 1);
   // Null pointers, no points and NaN coordinates: 0, nothing written.
   Samples s = Sample({0, 0, 5, 2, 10}, 30, 0, 1);

@@ -12,11 +12,13 @@
 #include <random>
 #include <vector>
 
+#include "FittingTestSupport.h"
+
 namespace rv = Ro::Vision;
 
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
+using rotest::kPi;
 // Brute forces build their circles from the same double arithmetic: agreement to rounding.
 constexpr double kExact = 1e-12;
 // Circles rebuilt through projections into a fitted plane lose a few digits to the eigenvectors.
@@ -57,9 +59,7 @@ struct Circle {
 
 void ExpectCircle(const Circle& c, double x, double y, double r, double radiusTolerance,
                   double centreTolerance, const std::string& what = "") {
-  EXPECT_NEAR(c.radius, r, radiusTolerance) << what;
-  EXPECT_NEAR(c.center.x, x, centreTolerance) << what;
-  EXPECT_NEAR(c.center.y, y, centreTolerance) << what;
+  rotest::ExpectCircle(c.center, c.radius, x, y, r, radiusTolerance, centreTolerance, what);
 }
 
 bool Encloses(const Points& pts, const zPoint64f& c, double r) {
