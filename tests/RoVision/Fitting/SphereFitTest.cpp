@@ -43,9 +43,7 @@ TEST_F(FitSphereTest, RejectsOutliersAndRecoversTheSphere) {
   std::vector<zPoint3d64f> outliers, inliers;
   rv::FitSphere(points.data(), points.size(), &center, &radius, alloc_, 0.5, &outliers, &inliers);
   // 450 inliers with sigma 0.01: the centre and radius are known to about 0.002.
-  EXPECT_NEAR(center.x, 10, 5e-3);
-  EXPECT_NEAR(center.y, -5, 5e-3);
-  EXPECT_NEAR(center.z, 1e3, 5e-3);
+  rotest::ExpectNear3(center, 10, -5, 1e3, 5e-3);
   EXPECT_NEAR(radius, 25, 5e-3);
   ASSERT_EQ(outliers.size(), 50u);
   ASSERT_EQ(inliers.size(), 450u);
@@ -64,36 +62,36 @@ TEST_F(FitSphereTest, RejectsOutliersAndRecoversTheSphere) {
 TEST_F(FitSphereTest, BadInput) {
   zPoint3d64f center;
   double radius;
+  // Unusable points do not count (NaN, infinite, null z): six points hold three usable ones,
+  // seven hold four.
   const std::vector<zPoint3d64f> three = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
-  rotest::ExpectFailures(
-      {{"three points",
-        [&] { rv::FitSphere(three.data(), 3, &center, &radius, alloc_, 1, nullptr, nullptr); },
-        -996, 3019, "Ro::Vision::FitSphere"}});
-  EXPECT_EQ(radius, kNull);
-  // Unusable points do not count: NaN, infinite, null z.
-  std::vector<zPoint3d64f> four = {{1, 0, 0},     {0, 1, 0},       {0, 0, 1}, {std::nan(""), 0, 0},
-                                   {0, 0, kNull}, {0, HUGE_VAL, 0}};
-  EXPECT_TY_STATUS(
-      rv::FitSphere(four.data(), four.size(), &center, &radius, alloc_, 1, nullptr, nullptr), -996);
-  four.push_back({-1, 0, 0});
-  rv::FitSphere(four.data(), four.size(), &center, &radius, alloc_, 1, nullptr, nullptr);
-  EXPECT_NEAR(radius, 1, 1e-12);
-  // Coplanar points (a circle) have no sphere.
-  std::vector<zPoint3d64f> flat;
+  std::vector<zPoint3d64f> six = three, flat;
+  six.insert(six.end(), {{std::nan(""), 0, 0}, {0, 0, kNull}, {0, HUGE_VAL, 0}});
+  std::vector<zPoint3d64f> seven = six;
+  seven.push_back({-1, 0, 0});
   for (int i = 0; i < 20; ++i) flat.push_back({std::cos(i * 0.3), std::sin(i * 0.3), 7});
-  EXPECT_TY_STATUS(
-      rv::FitSphere(flat.data(), flat.size(), &center, &radius, alloc_, 1, nullptr, nullptr), -996);
-  for (double distance : {0.0, -1.0, std::nan("")}) {
-    EXPECT_TY_STATUS(rv::FitSphere(four.data(), four.size(), &center, &radius, alloc_, distance,
-                                   nullptr, nullptr),
-                     -997);
-  }
-  EXPECT_TY_STATUS(rv::FitSphere(nullptr, 5, &center, &radius, alloc_, 1, nullptr, nullptr), -997);
-  EXPECT_TY_STATUS(
-      rv::FitSphere(four.data(), four.size(), nullptr, &radius, alloc_, 1, nullptr, nullptr), -997);
-  rotest::ExpectEveryAllocationFailureRaised(alloc_, [&] {
-    rv::FitSphere(four.data(), four.size(), &center, &radius, alloc_, 1, nullptr, nullptr);
+  auto fit = [&](const std::vector<zPoint3d64f>* p, double distance, zPoint3d64f* c) {
+    return [&, p, distance, c] {
+      radius = 0;
+      rv::FitSphere(p ? p->data() : nullptr, p ? p->size() : 5, c, &radius, alloc_, distance,
+                    nullptr, nullptr);
+    };
+  };
+  const double nan = std::nan("");
+  rotest::ExpectFailures({
+      {"three of six usable", fit(&six, 1, &center), -996},
+      {"coplanar: a circle has no sphere", fit(&flat, 1, &center), -996},
+      {"distance 0", fit(&seven, 0, &center), -997},
+      {"distance -1", fit(&seven, -1, &center), -997},
+      {"distance NaN", fit(&seven, nan, &center), -997},
+      {"null points", fit(nullptr, 1, &center), -997},
+      {"null centre", fit(&seven, 1, nullptr), -997},
+      {"three points", fit(&three, 1, &center), -996, 3019, "Ro::Vision::FitSphere"},
   });
+  EXPECT_EQ(radius, kNull);
+  fit(&seven, 1, &center)();
+  EXPECT_NEAR(radius, 1, 1e-12);
+  rotest::ExpectEveryAllocationFailureRaised(alloc_, fit(&seven, 1, &center));
 }
 
 // A spherical cap as a height map: radius 5 world units, centre 3 units below the surface.
