@@ -4,6 +4,7 @@
 #include <cmath>
 #include <optional>
 #include <random>
+#include <tuple>
 
 #include "support/TestSupport.h"
 
@@ -225,33 +226,35 @@ TEST_F(ArithmeticsTest, SumsBeyond16BitsKeepTheirWorldValue) {
     EXPECT_NEAR(out.offset.z + Heights(out)[0][c] * 0.01, expected[c], 1e-9) << c;
 }
 
+// A cell range as (first, target, count).
+std::tuple<int, int, int> Cells(const rv::CellRange& r) {
+  return {r.first, r.target, r.count};
+}
+
 TEST_F(ArithmeticsTest, BoundariesLineUpCellsWholeStepsApart) {
+  using Cells3 = std::tuple<int, int, int>;
   // 0.1 * 3 is not 0.3 in doubles; the cells must still line up.
   const rv::ArithmeticArea area = rv::Arithmetics::getBoundaries(
       Logic::And, zPoint64f{0.1, 0.1}, zPoint64f{0.1 * 3, 0.0}, zPoint64f{0.3, 0.0}, 10, 4, 10, 4);
   EXPECT_EQ(area.columns, 10);
-  EXPECT_EQ(area.aColumns.first, 0);
-  EXPECT_EQ(area.bColumns.first, 0);
-  EXPECT_EQ(area.aColumns.count, 10);
-  EXPECT_EQ(area.bColumns.count, 10);
+  EXPECT_EQ(Cells(area.aColumns), Cells3(0, 0, 10));
+  EXPECT_EQ(Cells(area.bColumns), Cells3(0, 0, 10));
   // b three cells right of a, two rows up: the union has 3 + 10 columns and 2 + 4 rows.
   const rv::ArithmeticArea u =
       rv::Arithmetics::getBoundaries(Logic::Or, zPoint64f{0.1, 0.1}, zPoint64f{0.0, 0.2},
                                      zPoint64f{0.30000000000000004, 0.0}, 10, 4, 10, 4);
   EXPECT_EQ(u.columns, 13);
   EXPECT_EQ(u.rows, 6);
-  EXPECT_EQ(u.bColumns.target, 3);
-  EXPECT_EQ(u.aRows.target, 2);
-  EXPECT_EQ(u.bRows.target, 0);
-  EXPECT_EQ(u.aColumns.count, 10);
+  EXPECT_EQ(Cells(u.aColumns), Cells3(0, 0, 10));
+  EXPECT_EQ(Cells(u.bColumns), Cells3(0, 3, 10));
+  EXPECT_EQ(Cells(u.aRows), Cells3(0, 2, 4));
+  EXPECT_EQ(Cells(u.bRows), Cells3(0, 0, 4));
   // Half a cell apart: a's first cell lies before the overlap's start and stays out.
   const rv::ArithmeticArea half = rv::Arithmetics::getBoundaries(
       Logic::And, zPoint64f{1, 1}, zPoint64f{0, 0}, zPoint64f{0.5, 0}, 10, 1, 10, 1);
   EXPECT_EQ(half.columns, 10);  // round(9.5)
-  EXPECT_EQ(half.aColumns.first, 1);
-  EXPECT_EQ(half.aColumns.target, 1);
-  EXPECT_EQ(half.aColumns.count, 9);
-  EXPECT_EQ(half.bColumns.count, 10);
+  EXPECT_EQ(Cells(half.aColumns), Cells3(1, 1, 9));
+  EXPECT_EQ(Cells(half.bColumns), Cells3(0, 0, 10));
 }
 
 TEST_F(ArithmeticsTest, MaskKeepsCellsWhereTheMaskHasAValidHeight) {
