@@ -3,11 +3,14 @@
 #include <gtest/gtest.h>
 #include <support/TestSupport.h>
 
+#include "FittingTestSupport.h"
+
 #include <cfloat>
 #include <cmath>
 #include <limits>
 #include <random>
 #include <set>
+#include <tuple>
 #include <vector>
 
 namespace rv = Ro::Vision;
@@ -15,8 +18,10 @@ using Point = rv::Point2d<double>;
 
 namespace {
 
-constexpr double kNull = -DBL_MAX;
-constexpr double kPi = 3.14159265358979323846;
+using rotest::ExpectCircle;
+using rotest::ExpectNullCircle;
+using rotest::kNullFit;
+using rotest::kPi;
 // Three-point and algebraic fits of exact points agree with the model to rounding.
 constexpr double kExact = 1e-9;
 // 200 points on a full circle of radius 20 with noise sigma 0.05: the centre and radius are
@@ -46,17 +51,13 @@ TEST(FitCircleThreePoints, ExactAndCollinear) {
   Point center;
   double radius = 0;
   rv::FitCircleThreePoints(Point{5, 0}, Point{0, 5}, Point{-5, 0}, &center, &radius);
-  EXPECT_NEAR(center.x, 0, kExact);
-  EXPECT_NEAR(center.y, 0, kExact);
-  EXPECT_NEAR(radius, 5, kExact);
+  ExpectCircle(center, radius, 0, 0, 5, kExact, kExact);
   // Far from the origin the determinant is large and the same circle comes back.
   rv::FitCircleThreePoints(Point{1e3 + 3, 2e3}, Point{1e3, 2e3 + 3}, Point{1e3, 2e3 - 3}, &center,
                            &radius);
-  EXPECT_NEAR(center.x, 1e3, 1e-6);
-  EXPECT_NEAR(radius, 3, 1e-6);
+  ExpectCircle(center, radius, 1e3, 2e3, 3, 1e-6, 1e-6);
   rv::FitCircleThreePoints(Point{0, 0}, Point{1, 1}, Point{2, 2}, &center, &radius);
-  EXPECT_EQ(center.x, kNull);
-  EXPECT_EQ(radius, kNull);
+  ExpectNullCircle(center, radius);
   rv::FitCircleThreePoints(Point{5, 0}, Point{0, 5}, Point{-5, 0}, nullptr, &radius);
   EXPECT_NEAR(radius, 5, kExact);
 }
@@ -66,17 +67,14 @@ TEST(FitCircleAlgebraic, NoisyCircleAndDegenerateInput) {
   Point center;
   double radius = 0;
   rv::FitCircleAlgebraic(points.data(), points.size(), &center, &radius);
-  EXPECT_NEAR(center.x, -7, kNoisy);
-  EXPECT_NEAR(center.y, 12, kNoisy);
-  EXPECT_NEAR(radius, 20, kNoisy);
+  ExpectCircle(center, radius, -7, 12, 20, kNoisy, kNoisy);
   const std::vector<Point> line = {Point{0, 0}, Point{1, 1}, Point{2, 2}, Point{3, 3}};
   for (size_t count : {size_t(0), size_t(2), line.size()}) {
     rv::FitCircleAlgebraic(line.data(), count, &center, &radius);
-    EXPECT_EQ(center.x, kNull) << count;
-    EXPECT_EQ(radius, kNull) << count;
+    ExpectNullCircle(center, radius, std::to_string(count));
   }
   rv::FitCircleAlgebraic(nullptr, 5, &center, &radius);
-  EXPECT_EQ(radius, kNull);
+  EXPECT_EQ(radius, kNullFit);
 }
 
 TEST(GetNRandomPoints, DistinctSubsetsAndBounds) {
@@ -96,11 +94,9 @@ TEST(GetNRandomPoints, DistinctSubsetsAndBounds) {
     EXPECT_EQ(distinct.size(), 4u);
   }
   EXPECT_EQ(seen.size(), 10u);  // the first and the last index are reachable
-  auto caught = rotest::CatchTy([&] { rv::GetNRandomPoints(points.data(), 3, out.data(), 4); });
-  ASSERT_TRUE(caught);
-  EXPECT_EQ(caught->Status(), -984);
-  EXPECT_EQ(caught->Line(), 1662);
-  EXPECT_EQ(caught->Function(), "Ro::Vision::GetNRandomPoints");
+  rotest::ExpectFailures(
+      {{"more than there are", [&] { rv::GetNRandomPoints(points.data(), 3, out.data(), 4); }, -984,
+        1662, "Ro::Vision::GetNRandomPoints"}});
   rv::GetNRandomPoints(points.data(), 3, out.data(), 0);  // returns instead of spinning
 }
 
@@ -117,6 +113,10 @@ RltsResult Rlts(const std::vector<zPoint64f>& points, double percent, unsigned s
   rv::FitCircleByRLTS(points.data(), points.size(), percent, result.center, result.radius,
                       result.flags.data(), &seed, useWeights);
   return result;
+}
+
+auto Outputs(const RltsResult& r) {
+  return std::make_tuple(r.center.x, r.center.y, r.radius, r.flags);
 }
 
 // A circle with 30% of its points thrown far off: every third point, within +-60 of the centre.
@@ -142,9 +142,8 @@ TEST(FitCircleByRLTS, RecoversTheCircleWithThirtyPercentGrossOutliers) {
   const auto points = CircleWithGrossOutliers(&isOutlier);
   for (int useWeights : {0, 1}) {
     const RltsResult result = Rlts(points, 30, 12345, useWeights);
-    EXPECT_NEAR(result.center.x, 100, 0.01) << useWeights;
-    EXPECT_NEAR(result.center.y, -40, 0.01) << useWeights;
-    EXPECT_NEAR(result.radius, 15, 0.01) << useWeights;
+    ExpectCircle(result.center, result.radius, 100, -40, 15, 0.01, 0.01,
+                 "weights " + std::to_string(useWeights));
     for (size_t i = 0; i < points.size(); ++i) {
       EXPECT_EQ(result.flags[i], isOutlier[i] ? 1 : 0) << i << " weights " << useWeights;
     }
@@ -159,31 +158,23 @@ TEST(FitCircleByRLTS, SameSeedSameResult) {
   const RltsResult first = Rlts(points, 40, 99, 1);
   std::srand(1);  // the generator is reseeded by the call, not continued
   const RltsResult second = Rlts(points, 40, 99, 1);
-  EXPECT_EQ(first.center.x, second.center.x);
-  EXPECT_EQ(first.center.y, second.center.y);
-  EXPECT_EQ(first.radius, second.radius);
-  EXPECT_EQ(first.flags, second.flags);
+  EXPECT_EQ(Outputs(first), Outputs(second));
   // Above 80 percent the search is that of 80.
-  const RltsResult capped = Rlts(points, 95, 5, 0);
-  const RltsResult eighty = Rlts(points, 80, 5, 0);
-  EXPECT_EQ(capped.radius, eighty.radius);
-  EXPECT_EQ(capped.flags, eighty.flags);
+  EXPECT_EQ(Outputs(Rlts(points, 95, 5, 0)), Outputs(Rlts(points, 80, 5, 0)));
 }
 
 TEST(FitCircleByRLTS, SmallCountsAndPlainFit) {
   auto points = NoisyCircle(3, 4, 5, 40, 0.1, 6);
   // Two points: null circle, flags untouched.
   RltsResult two = Rlts({points[0], points[1]}, 20, 1, 0);
-  EXPECT_EQ(two.center.x, kNull);
-  EXPECT_EQ(two.radius, kNull);
+  ExpectNullCircle(two.center, two.radius);
   EXPECT_EQ(two.flags, std::vector<int>(2, 9));
   // Three points: the circle through them, flags untouched; collinear: null.
   const std::vector<zPoint64f> three = {{8, 4}, {3, 9}, {-2, 4}};
   RltsResult exact = Rlts(three, 20, 1, 0);
-  EXPECT_NEAR(exact.center.x, 3, kExact);
-  EXPECT_NEAR(exact.radius, 5, kExact);
+  ExpectCircle(exact.center, exact.radius, 3, 4, 5, kExact, kExact);
   EXPECT_EQ(exact.flags, std::vector<int>(3, 9));
-  EXPECT_EQ(Rlts({{0, 0}, {1, 1}, {2, 2}}, 20, 1, 0).radius, kNull);
+  EXPECT_EQ(Rlts({{0, 0}, {1, 1}, {2, 2}}, 20, 1, 0).radius, kNullFit);
   // Zero percent: the algebraic fit over everything, all flags 0.
   points[0].x += 50;
   RltsResult plain = Rlts(points, 0, 1, 0);
@@ -191,9 +182,8 @@ TEST(FitCircleByRLTS, SmallCountsAndPlainFit) {
   double radius;
   const auto asPoints = AsPoints(points);
   rv::FitCircleAlgebraic(asPoints.data(), asPoints.size(), &center, &radius);
-  EXPECT_EQ(plain.center.x, center.x);
-  EXPECT_EQ(plain.radius, radius);
-  EXPECT_EQ(plain.flags, std::vector<int>(points.size(), 0));
+  EXPECT_EQ(Outputs(plain),
+            std::make_tuple(center.x, center.y, radius, std::vector<int>(points.size(), 0)));
 }
 
 TEST(FitCircleByRLTS, BadInput) {
@@ -218,8 +208,7 @@ TEST(FitCircleByRLTS, BadInput) {
   std::vector<zPoint64f> line;
   for (int i = 0; i < 30; ++i) line.push_back({double(i), 2.0 * i});
   const RltsResult straight = Rlts(line, 20, 3, 0);
-  EXPECT_EQ(straight.center.x, kNull);
-  EXPECT_EQ(straight.radius, kNull);
+  ExpectNullCircle(straight.center, straight.radius);
 }
 
 }  // namespace

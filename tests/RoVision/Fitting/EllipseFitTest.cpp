@@ -93,11 +93,9 @@ TEST(FitEllipseCore, NoisyEllipsesAgainstTruthAndOpenCv) {
     for (size_t i = 0; i < s.x.size(); ++i) points.emplace_back(float(s.x[i]), float(s.y[i]));
     const cv::RotatedRect cvEllipse = cv::fitEllipse(points);
     const bool widthIsMajor = cvEllipse.size.width >= cvEllipse.size.height;
-    const double cvMajor = std::max(cvEllipse.size.width, cvEllipse.size.height) / 2;
-    const double cvMinor = std::min(cvEllipse.size.width, cvEllipse.size.height) / 2;
     const double cvPhi = cvEllipse.angle + (widthIsMajor ? 0 : 90);
-    EXPECT_NEAR(r.major, cvMajor, 0.01);
-    EXPECT_NEAR(r.minor, cvMinor, 0.01);
+    EXPECT_NEAR(r.major, std::max(cvEllipse.size.width, cvEllipse.size.height) / 2, 0.01);
+    EXPECT_NEAR(r.minor, std::min(cvEllipse.size.width, cvEllipse.size.height) / 2, 0.01);
     EXPECT_NEAR(r.cx, cvEllipse.center.x, 0.01);
     EXPECT_NEAR(r.cy, cvEllipse.center.y, 0.01);
     const double difference = std::fmod(r.angle + cvPhi + 720, 180);
@@ -108,25 +106,19 @@ TEST(FitEllipseCore, NoisyEllipsesAgainstTruthAndOpenCv) {
 TEST(FitEllipseCore, FixedCentreAngleAndRatio) {
   const Ellipse e{4, 2, 6, 3, 30};
   const Samples s = Sample(e, 100, 0, 1);
-  // The centre is kept as given: a fit about the true centre recovers the axes.
-  Result centred = Fit(s, 4, 2, 1);
-  ASSERT_EQ(centred.status, 1);
+  // A centre kept as the true one, a kept angle, or a kept ratio: each recovers the axes. A kept
+  // ratio's angle is measured as 90 - phi.
+  const Result centred = Fit(s, 4, 2, 1), angled = Fit(s, 0, 0, 0, 1, 0, 150),
+               ratio = Fit(s, 0, 0, 0, 0, 1, 0, 0.5);
+  for (const Result& r : {centred, angled, ratio}) {
+    ASSERT_EQ(r.status, 1);
+    EXPECT_NEAR(r.major, 6, kExact);
+    EXPECT_NEAR(r.minor, 3, kExact);
+  }
   EXPECT_EQ(centred.cx, 4);
   EXPECT_EQ(centred.cy, 2);
-  EXPECT_NEAR(centred.major, 6, kExact);
-  EXPECT_NEAR(centred.minor, 3, kExact);
   EXPECT_NEAR(centred.angle, 150, kExact);
-  // A kept angle gives the same axes and keeps the angle.
-  Result angled = Fit(s, 0, 0, 0, 1, 0, 150);
-  ASSERT_EQ(angled.status, 1);
-  EXPECT_NEAR(angled.major, 6, kExact);
-  EXPECT_NEAR(angled.minor, 3, kExact);
   EXPECT_EQ(angled.angle, 150);
-  // A kept ratio gives the axes; its angle is measured as 90 - phi.
-  Result ratio = Fit(s, 0, 0, 0, 0, 1, 0, 0.5);
-  ASSERT_EQ(ratio.status, 1);
-  EXPECT_NEAR(ratio.minor, 3, kExact);
-  EXPECT_NEAR(ratio.major, 6, kExact);
   EXPECT_EQ(ratio.flattening, 0.5);
   EXPECT_NEAR(ratio.angle, 60, kExact);
 }
@@ -144,10 +136,7 @@ TEST(FitEllipseCore, FailureStatuses) {
   EXPECT_EQ(Fit(two, 0, 0, 1).status, 0);
   // Points on a line (a degenerate conic) never give status 1.
   Samples line;
-  for (int i = 0; i < 20; ++i) {
-    line.x.push_back(i);
-    line.y.push_back(2 * i);
-  }
+  for (int i = 0; i < 20; ++i) line.x.push_back(i), line.y.push_back(2 * i);
   EXPECT_NE(Fit(line, 0, 0, 0).status, 1);
   // Null pointers, no points and NaN coordinates: 0, nothing written.
   Samples s = Sample({0, 0, 5, 2, 10}, 30, 0, 1);
@@ -169,24 +158,17 @@ TEST(FitEllipseCore, FailureStatuses) {
 // `height(u)` with u the world distance along the major axis from the centre.
 template <class Height>
 rv::Surface RasterEllipse(const Ellipse& e, Height height) {
-  rv::Surface surface;
-  surface.scale = {0.1, 0.1, 0.01};
-  surface.offset = {5, -3, 2};
-  const int rows = 120, columns = 150;
-  void* heights = nullptr;
-  EXPECT_EQ(zArray2_Construct(&heights, zTypeOf(z16s), rows, columns, nullptr), zOK);
-  for (int r = 0; r < rows; ++r) {
-    short* row = static_cast<short*>(zArray2_Row(heights, r));
-    for (int c = 0; c < columns; ++c) {
+  std::vector<std::vector<short>> heights(120, std::vector<short>(150));
+  for (int r = 0; r < 120; ++r) {
+    for (int c = 0; c < 150; ++c) {
       const double x = 5 + 0.1 * c - e.cx, y = -3 + 0.1 * r - e.cy;
       const double u = x * std::cos(e.phi * kRad) + y * std::sin(e.phi * kRad);
       const double v = -x * std::sin(e.phi * kRad) + y * std::cos(e.phi * kRad);
       const bool inside = (u * u) / (e.a * e.a) + (v * v) / (e.b * e.b) <= 1;
-      row[c] = inside ? short(height(u)) : short(-32768);
+      heights[r][c] = inside ? short(height(u)) : short(-32768);
     }
   }
-  surface.layers.emplace_back(heights);
-  return surface;
+  return rotest::MakeSurface(heights, {5, -3, 2}, {0.1, 0.1, 0.01});
 }
 
 struct SurfaceResult {

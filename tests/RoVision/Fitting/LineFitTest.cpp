@@ -62,25 +62,33 @@ TEST(FitLine, AgreesWithOpenCvOnNoisyLines) {
   }
 }
 
-TEST(FitLine, SteepLineIsRegressedXOnY) {
-  // x = 0.01 y + 3: a regression of y on x would be badly conditioned; x on y is exact.
-  std::vector<zPoint64f> points;
-  for (int i = 0; i < 20; ++i) points.push_back({0.01 * i + 3, double(i)});
-  const Line line = Fit(points);
-  EXPECT_NEAR(line.slope, 100, 1e-7);
-  EXPECT_NEAR(line.intercept, -300, 1e-6);
+TEST(FitLine, ExactLines) {
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  struct Case {
+    const char* name;
+    std::vector<zPoint64f> points;
+    std::vector<int> mask;
+    double slope, intercept, slopeTolerance, interceptTolerance;
+  };
+  std::vector<zPoint64f> steep;
+  for (int i = 0; i < 20; ++i) steep.push_back({0.01 * i + 3, double(i)});
+  const std::vector<zPoint64f> skipped = {{0, 1}, {1, 3}, {2, 100}, {kNull, 0}, {3, 7}, {nan, 1}};
+  const Case cases[] = {
+      // x = 0.01 y + 3: a regression of y on x would be badly conditioned; x on y is exact.
+      {"steep", steep, {}, 100, -300, 1e-7, 1e-6},
+      {"horizontal: Dy = 0 but Dx > 0", {{0, 3}, {1, 3}, {5, 3}}, {}, 0, 3, 0, 0},
+      {"masked, null and NaN points skipped", skipped, {0, 0, 1, 0, 0, 0}, 2, 1, kExact, kExact},
+  };
+  for (const Case& c : cases) {
+    const Line line = Fit(c.points, c.mask.empty() ? nullptr : c.mask.data());
+    EXPECT_NEAR(line.slope, c.slope, c.slopeTolerance) << c.name;
+    EXPECT_NEAR(line.intercept, c.intercept, c.interceptTolerance) << c.name;
+  }
 }
 
 TEST(FitLine, DegenerateSets) {
-  const double inf = std::numeric_limits<double>::infinity();
   // Vertical: Dx = 0, Cxy = 0, so the unguarded x-on-y branch divides by zero.
-  Line vertical = Fit({{2, 1}, {2, 5}});
-  EXPECT_TRUE(std::isinf(vertical.slope) || std::isnan(vertical.slope));
-  EXPECT_EQ(std::fabs(vertical.slope), inf);
-  // Horizontal: Dy = 0 but Dx > 0.
-  Line horizontal = Fit({{0, 3}, {1, 3}, {5, 3}});
-  EXPECT_EQ(horizontal.slope, 0);
-  EXPECT_EQ(horizontal.intercept, 3);
+  EXPECT_EQ(std::fabs(Fit({{2, 1}, {2, 5}}).slope), std::numeric_limits<double>::infinity());
   // All equal, none, all masked, all null or NaN: the null line.
   const std::vector<zPoint64f> same = {{1, 1}, {1, 1}, {1, 1}};
   const int allMasked[] = {1, -1, 5};
@@ -94,15 +102,6 @@ TEST(FitLine, DegenerateSets) {
   rv::FitLine(nullptr, nullptr, 5, &fromNull.slope, &fromNull.intercept);
   EXPECT_EQ(fromNull.slope, kNull);
   rv::FitLine(same.data(), nullptr, 3, nullptr, nullptr);  // nothing to write, no crash
-}
-
-TEST(FitLine, MaskNullAndNaNPointsAreSkipped) {
-  const double nan = std::numeric_limits<double>::quiet_NaN();
-  const std::vector<zPoint64f> points = {{0, 1}, {1, 3}, {2, 100}, {kNull, 0}, {3, 7}, {nan, 1}};
-  const int mask[] = {0, 0, 1, 0, 0, 0};
-  const Line line = Fit(points, mask);
-  EXPECT_NEAR(line.slope, 2, kExact);
-  EXPECT_NEAR(line.intercept, 1, kExact);
 }
 
 class FitLineIterativeTest : public rotest::LeakCheckedTest {};
@@ -173,19 +172,18 @@ TEST_F(FitLineIterativeTest, ReplacesAnOutputObjectAndDestroysTheListWhenNotWant
 TEST_F(FitLineIterativeTest, Errors) {
   const auto points = NoisyLine(1, 0, 10, 0.1, 3);
   Line line;
-  auto caught = rotest::CatchTy([&] {
-    rv::FitLineIterative(points.data(), 1, 10, &line.slope, &line.intercept, nullptr, alloc_);
-  });
-  ASSERT_TRUE(caught);
-  EXPECT_EQ(caught->Status(), -997);
-  EXPECT_EQ(caught->Line(), 1371);
-  EXPECT_EQ(caught->File(), "Fitting/Fit");
-  EXPECT_EQ(caught->Function(), "Ro::Vision::FitLineIterative");
+  const char* name = "Ro::Vision::FitLineIterative";
+  auto fit = [&](const zPoint64f* p, size_t count, double* slope) {
+    return [&, p, count, slope] {
+      line = Line{};
+      rv::FitLineIterative(p, count, 10, slope, &line.intercept, nullptr, alloc_);
+    };
+  };
+  rotest::ExpectFailures({{"null points", fit(nullptr, 5, &line.slope), -997, 0, name},
+                          {"null slope", fit(points.data(), 5, nullptr), -997, 0, name},
+                          {"one point", fit(points.data(), 1, &line.slope), -997, 1371, name}},
+                         "Fitting/Fit");
   EXPECT_EQ(line.slope, kNull);  // the outputs start at the null line
-  EXPECT_TY_STATUS(
-      rv::FitLineIterative(nullptr, 5, 10, &line.slope, &line.intercept, nullptr, alloc_), -997);
-  EXPECT_TY_STATUS(
-      rv::FitLineIterative(points.data(), 5, 10, nullptr, &line.intercept, nullptr, alloc_), -997);
   // Every list operation's failure is raised with the platform's status and nothing stays
   // alive (the handed-over list is released inside the action once it succeeds).
   rotest::ExpectEveryAllocationFailureRaised(alloc_, [&] {
@@ -224,19 +222,15 @@ TEST(FitLineRansac, ThresholdZeroAcceptsNothingAndLeavesOutputs) {
 TEST(FitLineRansac, Errors) {
   const auto points = NoisyLine(1, 0, 10, 0, 1);
   Line line;
-  auto caught = rotest::CatchTy(
-      [&] { rv::FitLineRansac(points.data(), 2, 0.1, 5, 1, &line.slope, &line.intercept); });
-  ASSERT_TRUE(caught);
-  EXPECT_EQ(caught->Status(), 0);
-  EXPECT_EQ(caught->Line(), 1442);
-  EXPECT_EQ(caught->Function(), "Ro::Vision::FitLineRansac");
-  caught = rotest::CatchTy(
-      [&] { rv::FitLineRansac(nullptr, 10, 0.1, 5, 1, &line.slope, &line.intercept); });
-  ASSERT_TRUE(caught);
-  EXPECT_EQ(caught->Status(), 0);
-  EXPECT_EQ(caught->Line(), 1441);
-  EXPECT_TY_STATUS(
-      rv::FitLineRansac(points.data(), 10, std::nan(""), 5, 1, &line.slope, &line.intercept), -997);
+  const char* name = "Ro::Vision::FitLineRansac";
+  auto fit = [&](const zPoint64f* p, size_t count, double fraction) {
+    return [&, p, count, fraction] {
+      rv::FitLineRansac(p, count, fraction, 5, 1, &line.slope, &line.intercept);
+    };
+  };
+  rotest::ExpectFailures({{"two points", fit(points.data(), 2, 0.1), 0, 1442, name},
+                          {"null points", fit(nullptr, 10, 0.1), 0, 1441, name},
+                          {"NaN fraction", fit(points.data(), 10, std::nan("")), -997}});
 }
 
 }  // namespace

@@ -97,41 +97,27 @@ TEST(FitPlanePoints, VerticalPlaneFlipsToNegativeSideAndBadInput) {
   rv::FitPlanePoints(nullptr, &untouched, nullptr);
   EXPECT_EQ(untouched.a, 5);
   rv::FitPlanePoints(MakeList(wall), nullptr, nullptr);
-  auto caught = rotest::CatchTy(
-      [&] { rv::FitPlanePoints(MakeList({}, zTypeOf(zPoint64f)), &plane, nullptr); });
-  ASSERT_TRUE(caught);
-  EXPECT_EQ(caught->Status(), -996);
-  EXPECT_EQ(caught->Line(), 266);
-  EXPECT_EQ(caught->Function(), "Ro::Vision::FitPlanePoints");
+  rotest::ExpectFailures(
+      {{"2D list", [&] { rv::FitPlanePoints(MakeList({}, zTypeOf(zPoint64f)), &plane, nullptr); },
+        -996, 266, "Ro::Vision::FitPlanePoints"}});
   wall[2].z = std::nan("");
   rv::FitPlanePoints(MakeList(wall), &plane, nullptr);
   EXPECT_EQ(plane.a, kNull);
 }
 
-// A height map of a tilted plane with nulls, and the same cells gathered as a list in row order.
-struct PlaneSurface {
-  rv::Surface surface;
-  int rows, columns;
-};
-
-PlaneSurface MakePlaneSurface(int rows, int columns, double nullFraction, unsigned seed) {
-  PlaneSurface s{rv::Surface{}, rows, columns};
-  s.surface.scale = {0.05, 0.1, 0.002};
-  s.surface.offset = {-12.5, 300.25, 40};
-  void* heights = nullptr;
-  EXPECT_EQ(zArray2_Construct(&heights, zTypeOf(z16s), rows, columns, nullptr), zOK);
-  std::mt19937 random(seed);
+// A height map of heights 3 c - 7 r over scale (0.05, 0.1, 0.002), with a ripple of 20 counts
+// and a share of nulls where asked.
+rv::Surface PlaneSurface(int rows, int columns, bool ripple = false, double nullFraction = 0) {
+  std::mt19937 random(1);
   std::uniform_real_distribution<double> unit(0, 1);
+  std::vector<std::vector<short>> heights(rows, std::vector<short>(columns));
   for (int r = 0; r < rows; ++r) {
-    short* row = static_cast<short*>(zArray2_Row(heights, r));
     for (int c = 0; c < columns; ++c) {
-      row[c] = unit(random) < nullFraction
-                   ? short(-32768)
-                   : short(std::lround(3 * c - 7 * r + 20 * std::sin(c * 0.1) + 100));
+      const double h = 3 * c - 7 * r + (ripple ? 20 * std::sin(c * 0.1) + 100 : 0);
+      heights[r][c] = unit(random) < nullFraction ? short(-32768) : short(std::lround(h));
     }
   }
-  s.surface.layers.emplace_back(heights);
-  return s;
+  return rotest::MakeSurface(heights, {-12.5, 300.25, 40}, {0.05, 0.1, 0.002});
 }
 
 Ty::Object<void*> GatherCells(const rv::Surface& surface, const rv::Rect2d<int>& rect, void* mask) {
@@ -151,76 +137,54 @@ Ty::Object<void*> GatherCells(const rv::Surface& surface, const rv::Rect2d<int>&
   return MakeList(points);
 }
 
-bool SameBits(double a, double b) {
-  return std::memcmp(&a, &b, sizeof a) == 0;
-}
-
 TEST(FitPlane, GridPathGivesTheBitsOfTheListPath) {
-  PlaneSurface s = MakePlaneSurface(60, 90, 0.05, 1);
+  const rv::Surface s = PlaneSurface(60, 90, true, 0.05);
   rv::Rect2d<int> rect{7, 3, 70, 50};  // 3500 cells: many blocks of 128 and a tail
-  auto mask = rotest::MakeArray2<unsigned char>(
-      zTypeOf(z8u), std::vector<std::vector<unsigned char>>(50, std::vector<unsigned char>(70, 1)));
-  for (int r = 0; r < 50; ++r) {
-    for (int c = 0; c < 70; ++c) {
-      if ((r * 7 + c * 3) % 11 == 0) static_cast<unsigned char*>(zArray2_Row(mask, r))[c] = 0;
-    }
-  }
+  std::vector<std::vector<unsigned char>> cells(50, std::vector<unsigned char>(70));
+  for (int r = 0; r < 50; ++r)
+    for (int c = 0; c < 70; ++c) cells[r][c] = (r * 7 + c * 3) % 11 != 0;
+  auto mask = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), cells);
   for (void* m : {static_cast<void*>(nullptr), mask.Get()}) {
     rv::PlaneParams<double> fromGrid, fromList;
     zPoint3d64f gridCenter{}, listCenter{};
-    rv::FitPlane(s.surface, rect, m, &fromGrid, &gridCenter);
-    rv::FitPlanePoints(GatherCells(s.surface, rect, m), &fromList, &listCenter);
+    rv::FitPlane(s, rect, m, &fromGrid, &gridCenter);
+    rv::FitPlanePoints(GatherCells(s, rect, m), &fromList, &listCenter);
     ASSERT_NE(fromGrid.a, kNull);
-    EXPECT_TRUE(SameBits(fromGrid.a, fromList.a));
-    EXPECT_TRUE(SameBits(fromGrid.b, fromList.b));
-    EXPECT_TRUE(SameBits(fromGrid.c, fromList.c));
-    EXPECT_TRUE(SameBits(fromGrid.d, fromList.d));
-    EXPECT_TRUE(SameBits(gridCenter.x, listCenter.x));
-    EXPECT_TRUE(SameBits(gridCenter.z, listCenter.z));
+    EXPECT_EQ(std::memcmp(&fromGrid, &fromList, sizeof fromGrid), 0);
+    EXPECT_EQ(std::memcmp(&gridCenter, &listCenter, sizeof gridCenter), 0);
   }
 }
 
 TEST(FitPlane, RecoversAPlaneInWorldUnits) {
-  // Heights 3 c - 7 r (+ a ripple of 20 counts) over scale (0.05, 0.1, 0.002): a flat strip
-  // without ripple gives z/x = 3 * 0.002 / 0.05 = 0.12 and z/y = -7 * 0.002 / 0.1 = -0.14.
-  PlaneSurface s = MakePlaneSurface(40, 1, 0, 1);
-  void* heights = s.surface.layers[0].Get();
-  for (int r = 0; r < 40; ++r) static_cast<short*>(zArray2_Row(heights, r))[0] = short(-7 * r);
+  // Without the ripple: z/x = 3 * 0.002 / 0.05 = 0.12 and z/y = -7 * 0.002 / 0.1 = -0.14.
   rv::PlaneParams<double> plane;
   // One column: the points lie on a line, the plane through it is not unique but must contain it.
-  rv::FitPlane(s.surface, {0, 0, 1, 40}, nullptr, &plane, nullptr);
+  rv::FitPlane(PlaneSurface(40, 1), {0, 0, 1, 40}, nullptr, &plane, nullptr);
   const double y = 300.25 + 10 * 0.1, z = 40 - 7 * 10 * 0.002;
   EXPECT_NEAR(plane.a * -12.5 + plane.b * y + plane.c * z + plane.d, 0, 1e-9);
-
-  PlaneSurface flat = MakePlaneSurface(20, 20, 0, 1);
-  for (int r = 0; r < 20; ++r) {
-    short* row = static_cast<short*>(zArray2_Row(flat.surface.layers[0].Get(), r));
-    for (int c = 0; c < 20; ++c) row[c] = short(3 * c - 7 * r);
-  }
-  rv::FitPlane(flat.surface, {0, 0, 20, 20}, nullptr, &plane, nullptr);
+  rv::FitPlane(PlaneSurface(20, 20), {0, 0, 20, 20}, nullptr, &plane, nullptr);
   EXPECT_NEAR(-plane.a / plane.c, 0.12, kExact);
   EXPECT_NEAR(-plane.b / plane.c, -0.14, kExact);
 }
 
 TEST(FitPlane, BadRegions) {
-  PlaneSurface s = MakePlaneSurface(10, 10, 0, 1);
+  const rv::Surface s = PlaneSurface(10, 10, true);
   rv::PlaneParams<double> plane;
   for (const rv::Rect2d<int>& rect : {rv::Rect2d<int>{0, 0, 0, 5}, rv::Rect2d<int>{-1, 0, 5, 5},
                                       rv::Rect2d<int>{6, 0, 5, 5}, rv::Rect2d<int>{0, 8, 5, 5}}) {
-    EXPECT_TY_THROW(rv::FitPlane(s.surface, rect, nullptr, &plane, nullptr), -997,
-                    "Ro::Vision::FitPlane");
+    EXPECT_TY_THROW(rv::FitPlane(s, rect, nullptr, &plane, nullptr), -997, "Ro::Vision::FitPlane");
   }
   auto wrongSize = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), {{1, 1}, {1, 1}});
-  EXPECT_TY_STATUS(rv::FitPlane(s.surface, {0, 0, 3, 2}, wrongSize, &plane, nullptr), -984);
+  EXPECT_TY_STATUS(rv::FitPlane(s, {0, 0, 3, 2}, wrongSize, &plane, nullptr), -984);
   auto wrongType = rotest::MakeArray2<short>(zTypeOf(z16s), {{1, 1}, {1, 1}});
-  EXPECT_TY_STATUS(rv::FitPlane(s.surface, {0, 0, 2, 2}, wrongType, &plane, nullptr), -984);
+  EXPECT_TY_STATUS(rv::FitPlane(s, {0, 0, 2, 2}, wrongType, &plane, nullptr), -984);
   rv::Surface cloud;
   cloud.layers.push_back(rotest::MakeArray2<double>(zTypeOf(z64f), {{1, 2}}));
   EXPECT_TY_STATUS(rv::FitPlane(cloud, {0, 0, 1, 1}, nullptr, &plane, nullptr), -996);
   EXPECT_TY_STATUS(rv::FitPlane(rv::Surface{}, {0, 0, 1, 1}, nullptr, &plane, nullptr), -996);
   // All cells masked out: the plane stays null.
   auto none = rotest::MakeArray2<unsigned char>(zTypeOf(z8u), {{0, 0}, {0, 0}});
-  rv::FitPlane(s.surface, {0, 0, 2, 2}, none, &plane, nullptr);
+  rv::FitPlane(s, {0, 0, 2, 2}, none, &plane, nullptr);
   EXPECT_EQ(plane.a, kNull);
 }
 

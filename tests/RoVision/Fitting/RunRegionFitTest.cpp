@@ -2,6 +2,7 @@
 #include <RoVision/Fitting/EllipseFit.h>
 #include <RoVision/Fitting/PlaneFit.h>
 #include <gtest/gtest.h>
+#include <support/RegionCases.h>
 #include <support/TestSupport.h>
 #include <zApi/zApi.h>
 
@@ -14,29 +15,18 @@ namespace {
 class RunRegionFit : public rotest::LeakCheckedTest {};
 
 TEST_F(RunRegionFit, RunsGiveTheBitsOfTheMaskedRectangle) {
-  rv::Surface s;
-  s.offset = {-2, -2, 0.5};
-  s.scale = {0.1, 0.1, 0.01};
-  Ty::Object<void*> h;
-  ASSERT_EQ(zArray2_Construct(h.Address(), zTypeOf(z16s), 40, 40, alloc_), zOK);
+  std::vector<std::vector<short>> heights(40, std::vector<short>(40));
   for (int r = 0; r < 40; ++r)
     for (int c = 0; c < 40; ++c)
-      static_cast<short*>(zArray2_Row(h, r))[c] =
-          (r * 7 + c) % 11 == 0 ? -32768 : short(2 * r + c + (r * c) % 3);
-  s.layers.push_back(h);
+      heights[r][c] = (r * 7 + c) % 11 == 0 ? -32768 : short(2 * r + c + (r * c) % 3);
+  const rv::Surface s = rotest::MakeSurface(heights, {-2, -2, 0.5}, {0.1, 0.1, 0.01}, alloc_);
   // The rectangle region's runs reach the surface's last column: the fits must not need the
   // extra column of RLEToMask's box.
   rv::RectangleRoiSurface roi(s, rv::Region2d<double>{1.2, 0.1, 2.0, 1.3, 25}, alloc_);
   const rv::RectRegionRLE* rle = roi.GetRectRegionRLE();
   ASSERT_GT(zArrayList_Count(rle->runs), 0u);
-
   const rv::Rect2d<int> box = roi.GetBoundingBox();
-  Ty::Object<void*> cut;
-  ASSERT_EQ(zArray2_Construct(cut.Address(), zTypeOf(z8u), box.height, box.width, alloc_), zOK);
-  for (int r = 0; r < box.height; ++r)
-    std::memcpy(zArray2_Row(cut, r),
-                static_cast<unsigned char*>(zArray2_Row(roi.GetMask(), box.y + r)) + box.x,
-                box.width);
+  const Ty::Object<void*> cut = rotest::BoxMaskOf(roi, alloc_);
 
   rv::PlaneParams<double> p1, p2;
   zPoint3d64f c1{}, c2{};

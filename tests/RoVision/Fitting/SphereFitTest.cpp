@@ -43,9 +43,7 @@ TEST_F(FitSphereTest, RejectsOutliersAndRecoversTheSphere) {
   std::vector<zPoint3d64f> outliers, inliers;
   rv::FitSphere(points.data(), points.size(), &center, &radius, alloc_, 0.5, &outliers, &inliers);
   // 450 inliers with sigma 0.01: the centre and radius are known to about 0.002.
-  EXPECT_NEAR(center.x, 10, 5e-3);
-  EXPECT_NEAR(center.y, -5, 5e-3);
-  EXPECT_NEAR(center.z, 1e3, 5e-3);
+  rotest::ExpectNear3(center, 10, -5, 1e3, 5e-3);
   EXPECT_NEAR(radius, 25, 5e-3);
   ASSERT_EQ(outliers.size(), 50u);
   ASSERT_EQ(inliers.size(), 450u);
@@ -64,59 +62,50 @@ TEST_F(FitSphereTest, RejectsOutliersAndRecoversTheSphere) {
 TEST_F(FitSphereTest, BadInput) {
   zPoint3d64f center;
   double radius;
+  // Unusable points do not count (NaN, infinite, null z): six points hold three usable ones,
+  // seven hold four.
   const std::vector<zPoint3d64f> three = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
-  auto caught = rotest::CatchTy(
-      [&] { rv::FitSphere(three.data(), 3, &center, &radius, alloc_, 1, nullptr, nullptr); });
-  ASSERT_TRUE(caught);
-  EXPECT_EQ(caught->Status(), -996);
-  EXPECT_EQ(caught->Line(), 3019);
-  EXPECT_EQ(caught->Function(), "Ro::Vision::FitSphere");
-  EXPECT_EQ(radius, kNull);
-  // Unusable points do not count: NaN, infinite, null z.
-  std::vector<zPoint3d64f> four = {{1, 0, 0},     {0, 1, 0},       {0, 0, 1}, {std::nan(""), 0, 0},
-                                   {0, 0, kNull}, {0, HUGE_VAL, 0}};
-  EXPECT_TY_STATUS(
-      rv::FitSphere(four.data(), four.size(), &center, &radius, alloc_, 1, nullptr, nullptr), -996);
-  four.push_back({-1, 0, 0});
-  rv::FitSphere(four.data(), four.size(), &center, &radius, alloc_, 1, nullptr, nullptr);
-  EXPECT_NEAR(radius, 1, 1e-12);
-  // Coplanar points (a circle) have no sphere.
-  std::vector<zPoint3d64f> flat;
+  std::vector<zPoint3d64f> six = three, flat;
+  six.insert(six.end(), {{std::nan(""), 0, 0}, {0, 0, kNull}, {0, HUGE_VAL, 0}});
+  std::vector<zPoint3d64f> seven = six;
+  seven.push_back({-1, 0, 0});
   for (int i = 0; i < 20; ++i) flat.push_back({std::cos(i * 0.3), std::sin(i * 0.3), 7});
-  EXPECT_TY_STATUS(
-      rv::FitSphere(flat.data(), flat.size(), &center, &radius, alloc_, 1, nullptr, nullptr), -996);
-  for (double distance : {0.0, -1.0, std::nan("")}) {
-    EXPECT_TY_STATUS(rv::FitSphere(four.data(), four.size(), &center, &radius, alloc_, distance,
-                                   nullptr, nullptr),
-                     -997);
-  }
-  EXPECT_TY_STATUS(rv::FitSphere(nullptr, 5, &center, &radius, alloc_, 1, nullptr, nullptr), -997);
-  EXPECT_TY_STATUS(
-      rv::FitSphere(four.data(), four.size(), nullptr, &radius, alloc_, 1, nullptr, nullptr), -997);
-  rotest::ExpectEveryAllocationFailureRaised(alloc_, [&] {
-    rv::FitSphere(four.data(), four.size(), &center, &radius, alloc_, 1, nullptr, nullptr);
+  auto fit = [&](const std::vector<zPoint3d64f>* p, double distance, zPoint3d64f* c) {
+    return [&, p, distance, c] {
+      radius = 0;
+      rv::FitSphere(p ? p->data() : nullptr, p ? p->size() : 5, c, &radius, alloc_, distance,
+                    nullptr, nullptr);
+    };
+  };
+  const double nan = std::nan("");
+  rotest::ExpectFailures({
+      {"three of six usable", fit(&six, 1, &center), -996},
+      {"coplanar: a circle has no sphere", fit(&flat, 1, &center), -996},
+      {"distance 0", fit(&seven, 0, &center), -997},
+      {"distance -1", fit(&seven, -1, &center), -997},
+      {"distance NaN", fit(&seven, nan, &center), -997},
+      {"null points", fit(nullptr, 1, &center), -997},
+      {"null centre", fit(&seven, 1, nullptr), -997},
+      {"three points", fit(&three, 1, &center), -996, 3019, "Ro::Vision::FitSphere"},
   });
+  EXPECT_EQ(radius, kNull);
+  fit(&seven, 1, &center)();
+  EXPECT_NEAR(radius, 1, 1e-12);
+  rotest::ExpectEveryAllocationFailureRaised(alloc_, fit(&seven, 1, &center));
 }
 
 // A spherical cap as a height map: radius 5 world units, centre 3 units below the surface.
 rv::Surface Cap(short spikeValue) {
-  rv::Surface surface;
-  surface.scale = {0.05, 0.05, 0.001};
-  surface.offset = {-4, -4, 0};
-  const int size = 161;
-  void* heights = nullptr;
-  EXPECT_EQ(zArray2_Construct(&heights, zTypeOf(z16s), size, size, nullptr), zOK);
-  for (int r = 0; r < size; ++r) {
-    short* row = static_cast<short*>(zArray2_Row(heights, r));
-    for (int c = 0; c < size; ++c) {
+  std::vector<std::vector<short>> heights(161, std::vector<short>(161));
+  for (int r = 0; r < 161; ++r) {
+    for (int c = 0; c < 161; ++c) {
       const double x = -4 + 0.05 * c, y = -4 + 0.05 * r;
       const double h2 = 25 - x * x - y * y;
-      row[c] = h2 < 9 ? short(-32768) : short(std::lround((std::sqrt(h2) - 3) / 0.001));
+      heights[r][c] = h2 < 9 ? short(-32768) : short(std::lround((std::sqrt(h2) - 3) / 0.001));
     }
   }
-  static_cast<short*>(zArray2_Row(heights, 80))[80] = spikeValue;
-  surface.layers.emplace_back(heights);
-  return surface;
+  heights[80][80] = spikeValue;
+  return rotest::MakeSurface(heights, {-4, -4, 0}, {0.05, 0.05, 0.001});
 }
 
 TEST_F(FitSphereTest, SurfaceCapWithASpike) {
@@ -137,15 +126,13 @@ TEST_F(FitSphereTest, SurfaceCapWithASpike) {
   rv::FitSphere(cap, {0, 0, 161, 161}, nullptr, &center, &radius, outliers, 0.01, nullptr, 1);
   EXPECT_GT(outliers.size(), 1u);
 
-  auto caught = rotest::CatchTy([&] {
-    rv::FitSphere(cap, {0, 0, 3, 3}, nullptr, &center, &radius, outliers, 0.01, nullptr, 0);
-  });
-  ASSERT_TRUE(caught);
-  EXPECT_EQ(caught->Status(), -996);
-  EXPECT_EQ(caught->Line(), 3277);
-  EXPECT_TY_STATUS(
-      rv::FitSphere(cap, {0, 0, 162, 3}, nullptr, &center, &radius, outliers, 0.01, nullptr, 0),
-      -997);
+  auto fit = [&](rv::Rect2d<int> rect) {
+    return [&, rect] {
+      rv::FitSphere(cap, rect, nullptr, &center, &radius, outliers, 0.01, nullptr, 0);
+    };
+  };
+  rotest::ExpectFailures({{"too few cells", fit({0, 0, 3, 3}), -996, 3277},
+                          {"rectangle outside", fit({0, 0, 162, 3}), -997}});
 }
 
 }  // namespace
