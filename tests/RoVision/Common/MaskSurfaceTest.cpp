@@ -189,19 +189,13 @@ class MaskSurface : public rotest::LeakCheckedTest {};
 
 TEST_F(MaskSurface, RectanglesMatchTheirPolygonAtEveryAngle) {
   const rv::Surface s = MakeHeightMap(40, 60, alloc_);
-  const auto plain = rv::MaskType::Rectangle, rotated = rv::MaskType::RotatedRectangle;
-  for (auto [angle, type] : {std::pair{0.0, plain},
-                             {30.0, rotated},
-                             {90.0, plain},
-                             {180.0, plain},
-                             {-45.0, rotated},
-                             {1e-8, plain},
-                             {-270.0, plain},
-                             {90.001, rotated}}) {
+  for (double angle : {0.0, 30.0, 90.0, 180.0, -45.0, 1e-8, -270.0, 90.001}) {
     SCOPED_TRACE(angle);
     const rv::Region2d<double> region = CentreRect(-0.05, 4.0, 2.6, 1.25, angle);
     rv::RectangleRoiSurface roi(s, region, alloc_);
-    EXPECT_EQ(roi.GetShapeType(), type);
+    const bool rotated = angle == 30 || angle == -45 || angle == 90.001;
+    EXPECT_EQ(roi.GetShapeType(),
+              rotated ? rv::MaskType::RotatedRectangle : rv::MaskType::Rectangle);
     Polygon poly;
     rv::ExtractPolygonFromRect(region, &poly);
     const auto extent = ExtentOf(poly);
@@ -290,15 +284,6 @@ TEST_F(MaskSurface, CircleOnSamplesIncludesBothRings) {
   EXPECT_EQ(m[10][11], 0);  // (1, 0): inside the inner ring
 }
 
-TEST_F(MaskSurface, PointCloudsGetTheFullBoxAndTestEachPoint) {
-  const rv::Surface s = MakeCloud(30, 40, alloc_);
-  for (auto& roi : EveryShape(s, alloc_)) {
-    EXPECT_EQ(B(roi->GetBoundingBox()), (Box{0, 0, 40, 30}));
-    EXPECT_DOUBLE_EQ(roi->GetBoundingRegion().width, 40 * 0.05);
-    EXPECT_TRUE(SameMask(roi->GetMask(), Reference(s, InsideOf(*roi))));
-  }
-}
-
 TEST_F(MaskSurface, MasksDoNotDependOnTheNumberOfTasks) {
   const rv::Surface s = MakeHeightMap(64, 48, alloc_, {-2.4, -3.2, 0}, {0.1, 0.1, 0.01});
   std::vector<Ty::Object<void*>> pools(3);
@@ -320,34 +305,34 @@ TEST_F(MaskSurface, MasksDoNotDependOnTheNumberOfTasks) {
   }
 }
 
-TEST_F(MaskSurface, ReversedMasksFlipValidSamplesOverTheWholeSurface) {
-  for (const rv::Surface& s :
-       {MakeHeightMap(30, 40, alloc_, {-2, -1.5, 0}, {0.1, 0.1, 1}), MakeCloud(30, 40, alloc_)}) {
-    for (auto& roi : EveryShape(s, alloc_)) {
-      const Grid want = MapCells(Reference(s, InsideOf(*roi)), [&](size_t r, size_t c, int v) {
-        return ValidSample(s, r, c) ? 1 - v : 0;
-      });
-      roi->ReverseMask();
-      EXPECT_TRUE(SameMask(roi->GetMask(), want));
-      EXPECT_EQ(B(roi->GetBoundingBox()), (Box{0, 0, 40, 30}));
-    }
-  }
-}
-
-TEST_F(MaskSurface, HeightThresholdKeepsSamplesWithinTheRoundedLimits) {
-  // Heights are r * 3 - c counts of 0.01; limits -0.125 and 0.305 round to -13 and 31 counts
-  // (half away from zero).
+// Every shape over a height map and a point cloud: as built, reversed and thresholded.
+TEST_F(MaskSurface, ShapesOverMapsAndClouds) {
   for (const rv::Surface& s : {MakeHeightMap(30, 40, alloc_, {-2, -1.5, 0}, {0.1, 0.1, 0.01}),
                                MakeCloud(30, 40, alloc_)}) {
-    for (auto& roi : EveryShape(s, alloc_)) {
-      const Grid inside = Reference(s, InsideOf(*roi));
-      roi->HeightThreshold(-0.125, 0.305);
-      EXPECT_TRUE(SameMask(roi->GetMask(), MapCells(inside, [&](size_t r, size_t c, int v) {
+    const auto shapes = EveryShape(s, alloc_), reversed = EveryShape(s, alloc_);
+    for (size_t i = 0; i < shapes.size(); ++i) {
+      SCOPED_TRACE(::testing::Message() << (IsCloud(s) ? "cloud " : "map ") << i);
+      const Grid inside = Reference(s, InsideOf(*shapes[i]));
+      EXPECT_TRUE(SameMask(shapes[i]->GetMask(), inside));
+      if (IsCloud(s)) {  // a point cloud's box is always the whole surface
+        EXPECT_EQ(B(shapes[i]->GetBoundingBox()), (Box{0, 0, 40, 30}));
+        EXPECT_DOUBLE_EQ(shapes[i]->GetBoundingRegion().width, 40 * 0.05);
+      }
+      // A reversed mask flips the valid samples over the whole surface.
+      reversed[i]->ReverseMask();
+      EXPECT_TRUE(SameMask(reversed[i]->GetMask(), MapCells(inside, [&](size_t r, size_t c, int v) {
+                             return ValidSample(s, r, c) ? 1 - v : 0;
+                           })));
+      EXPECT_EQ(B(reversed[i]->GetBoundingBox()), (Box{0, 0, 40, 30}));
+      // Heights are r * 3 - c counts of 0.01; limits -0.125 and 0.305 round to -13 and 31
+      // counts (half away from zero).
+      shapes[i]->HeightThreshold(-0.125, 0.305);
+      EXPECT_TRUE(SameMask(shapes[i]->GetMask(), MapCells(inside, [&](size_t r, size_t c, int v) {
                              const int h = HeightAt(s, r, c);
                              return h == -32768 || h < -13 || h > 31 ? 0 : v;
                            })));
-      roi->HeightThreshold(kNull, 0.305);  // one limit unset: only nulls go
-      EXPECT_TRUE(SameMask(roi->GetMask(), MapCells(inside, [&](size_t r, size_t c, int v) {
+      shapes[i]->HeightThreshold(kNull, 0.305);  // one limit unset: only nulls go
+      EXPECT_TRUE(SameMask(shapes[i]->GetMask(), MapCells(inside, [&](size_t r, size_t c, int v) {
                              return ValidSample(s, r, c) ? v : 0;
                            })));
     }
