@@ -32,10 +32,9 @@ Ty::Object<void*> RandomImage(int width, int height, unsigned seed, zAlloc alloc
   std::bernoulli_distribution null(kHasNull<T> ? 0.2 : 0.0);
   for (int y = 0; y < height; ++y) {
     T* row = static_cast<T*>(zImage_Row(image, zSize(y)));
-    for (int x = 0; x < width; ++x) {
+    for (int x = 0; x < width; ++x)
       row[x] =
           null(rng) ? Null<T>() : T(std::is_floating_point_v<T> ? value(rng) * 0.37 : value(rng));
-    }
   }
   return image;
 }
@@ -103,11 +102,11 @@ TYPED_TEST(ImageMatTyped, StatisticsEqualANaiveLoop) {
       EXPECT_EQ(region.Percentile(30), rv::kNullDouble);
       continue;
     }
-    const auto minIt = std::min_element(n.values.begin(), n.values.end());  // first in row order
+    // Both extremes are the first in row order.
+    const auto minIt = std::min_element(n.values.begin(), n.values.end());
     const auto maxIt = std::max_element(n.values.begin(), n.values.end());
     const auto minPos = n.positions[size_t(minIt - n.values.begin())];
-    const auto maxPos =
-        n.positions[size_t(std::find(n.values.begin(), n.values.end(), *maxIt) - n.values.begin())];
+    const auto maxPos = n.positions[size_t(maxIt - n.values.begin())];
     EXPECT_EQ(std::pair(s.min, s.max), std::pair(*minIt, *maxIt));
     EXPECT_EQ(std::pair(s.minPosition.x, s.minPosition.y), (std::pair<double, double>(minPos)));
     EXPECT_EQ(std::pair(s.maxPosition.x, s.maxPosition.y), (std::pair<double, double>(maxPos)));
@@ -117,14 +116,10 @@ TYPED_TEST(ImageMatTyped, StatisticsEqualANaiveLoop) {
     const double k = double(n.values.size());
     double squares = 0;
     for (double v : n.values) squares += (v - sum / k) * (v - sum / k);
-    if (kIntegral) {
-      EXPECT_EQ(s.mean, sum / k);  // small integer sums are exact in double
-    } else {
-      EXPECT_NEAR(s.mean, sum / k, kFloatTolerance * 10);
-    }
+    // Small integer sums are exact in double.
+    EXPECT_NEAR(s.mean, sum / k, kIntegral ? 0 : kFloatTolerance * 10);
     EXPECT_NEAR(s.stdDev, std::sqrt(squares / k), kFloatTolerance * 10);
-    EXPECT_EQ(s.centroid.x, sx / k);
-    EXPECT_EQ(s.centroid.y, sy / k);
+    EXPECT_EQ(std::pair(s.centroid.x, s.centroid.y), std::pair(sx / k, sy / k));
     EXPECT_EQ(s.median, NaivePercentile(n.values, 50, kIntegral));
     for (double p : {0.0, 10.0, 33.3, 75.0, 99.9, 100.0})
       EXPECT_EQ(region.Percentile(p), NaivePercentile(n.values, p, kIntegral)) << p;
