@@ -243,9 +243,8 @@ class FixedSegmentRoi : public rv::PolygonRoiProfile {
 TEST_F(MaskProfileTest, SegmentsMustCoverThePoints) {
   rv::Profile profile(zPoint64f{1, 2}, zPoint64f{0.5, 0.25});
   profile.AddLayer(const_cast<zTypeInfo*>(zTypeOf(zPoint64f)), 4, alloc_);
-  zPoint64f* points = static_cast<zPoint64f*>(zArray1_Data(profile.layers[0]));
   const zPoint64f raw[] = {{0, 0}, {4, 4}, {kNull, 0}, {-2, 8}};  // (1, 2), (3, 3), null, (0, 4)
-  std::copy_n(raw, 4, points);
+  std::copy_n(raw, 4, static_cast<zPoint64f*>(zArray1_Data(profile.layers[0])));
   rv::RectangleRoiProfile roi(profile, rv::RegionXZ<double>{1.5, 3, 3.2, 2.2, 0}, MaskMode::Include,
                               alloc_);
   roi.ApplyRoi();
