@@ -47,23 +47,20 @@ TEST(Alphanum, SortsVectorsAndLists) {
   EXPECT_EQ(names, (std::vector<std::string>{"Scan3.png", "scan", "scan1.png", "scan2.png",
                                              "scan10.png"}));
   const char* items[] = {"z9", "z100", "z10"};
-  zArrayList list = nullptr;
-  ASSERT_EQ(zArrayList_Construct(&list, zTypeOf(zPtr), 3, nullptr), zOK);
-  Ty::Object<void*> hold(list);
+  Ty::Object<void*> list;
+  ASSERT_EQ(zArrayList_Construct(list.Address(), zTypeOf(zPtr), 3, nullptr), zOK);
   ASSERT_EQ(zArrayList_Import(list, items, 3), zOK);
   rv::SortStringByAlphanum(list);
   const auto* sorted = static_cast<const char**>(zArrayList_Data(list));
-  EXPECT_STREQ(sorted[0], "z9");
-  EXPECT_STREQ(sorted[1], "z10");
-  EXPECT_STREQ(sorted[2], "z100");
+  EXPECT_EQ(std::vector<std::string>(sorted, sorted + 3),
+            (std::vector<std::string>{"z9", "z10", "z100"}));
 }
 
 TEST(Alphanum, ListOverloadRefusesBadLists) {
   EXPECT_TY_THROW(rv::SortStringByAlphanum(static_cast<void*>(nullptr)), -997,
                   "Ro::Vision::SortStringByAlphanum");
-  zArrayList list = nullptr;
-  ASSERT_EQ(zArrayList_Construct(&list, zTypeOf(z16s), 3, nullptr), zOK);
-  Ty::Object<void*> hold(list);
+  Ty::Object<void*> list;
+  ASSERT_EQ(zArrayList_Construct(list.Address(), zTypeOf(z16s), 3, nullptr), zOK);
   EXPECT_TY_STATUS(rv::SortStringByAlphanum(list), -984);
 }
 

@@ -4,29 +4,19 @@
 #include <zApi/zApi.h>
 
 #include <algorithm>
-#include <cfloat>
 #include <cmath>
 #include <random>
 #include <type_traits>
 #include <vector>
 
+#include "CommonTestSupport.h"
 #include "support/TestSupport.h"
 
 namespace rv = Ro::Vision;
+using rotest::kHasNull;
+using rotest::Null;
 
 namespace {
-
-template <class T>
-constexpr bool kHasNull =
-    std::is_same_v<T, z16s> || std::is_same_v<T, float> || std::is_same_v<T, double>;
-
-template <class T>
-constexpr T Null() {
-  if constexpr (std::is_same_v<T, z16s>) return -32768;
-  if constexpr (std::is_same_v<T, float>) return -FLT_MAX;
-  if constexpr (std::is_same_v<T, double>) return -DBL_MAX;
-  return T(0);
-}
 
 // Relative tolerance of the float means and deviations: sums of a few thousand doubles.
 constexpr double kFloatTolerance = 1e-12;
@@ -42,15 +32,13 @@ Ty::Object<void*> RandomImage(int width, int height, unsigned seed, zAlloc alloc
   std::bernoulli_distribution null(kHasNull<T> ? 0.2 : 0.0);
   for (int y = 0; y < height; ++y) {
     T* row = static_cast<T*>(zImage_Row(image, zSize(y)));
-    for (int x = 0; x < width; ++x) {
+    for (int x = 0; x < width; ++x)
       row[x] =
           null(rng) ? Null<T>() : T(std::is_floating_point_v<T> ? value(rng) * 0.37 : value(rng));
-    }
   }
   return image;
 }
 
-template <class T>
 struct Naive {
   std::vector<double> values;
   std::vector<std::pair<int, int>> positions;
@@ -58,14 +46,14 @@ struct Naive {
 };
 
 template <class T>
-Naive<T> Collect(void* image, rv::Rect2d<int> rect, void* mask) {
-  Naive<T> n;
+Naive Collect(void* image, rv::Rect2d<int> rect, void* mask) {
+  Naive n;
   for (int y = rect.y; y < rect.y + rect.height; ++y) {
     for (int x = rect.x; x < rect.x + rect.width; ++x) {
       if (mask && !static_cast<z8u*>(zImage_Row(mask, zSize(y - rect.y)))[x - rect.x]) continue;
       ++n.count;
       const T v = static_cast<T*>(zImage_Row(image, zSize(y)))[x];
-      if (kHasNull<T> && v == Null<T>()) continue;
+      if (rotest::IsNull(v)) continue;
       n.values.push_back(double(v));
       n.positions.push_back({x, y});
     }
@@ -106,7 +94,7 @@ TYPED_TEST(ImageMatTyped, StatisticsEqualANaiveLoop) {
     }
     const rv::ImageMat region(image, rect, mask);
     const rv::RegionStatistics s = region.Statistics();
-    const Naive<T> n = Collect<T>(image, rect, mask);
+    const Naive n = Collect<T>(image, rect, mask);
     ASSERT_EQ(s.count, n.count);
     ASSERT_EQ(s.validCount, n.values.size());
     if (n.values.empty()) {
@@ -114,31 +102,24 @@ TYPED_TEST(ImageMatTyped, StatisticsEqualANaiveLoop) {
       EXPECT_EQ(region.Percentile(30), rv::kNullDouble);
       continue;
     }
-    const auto minIt = std::min_element(n.values.begin(), n.values.end());  // first in row order
+    // Both extremes are the first in row order.
+    const auto minIt = std::min_element(n.values.begin(), n.values.end());
     const auto maxIt = std::max_element(n.values.begin(), n.values.end());
     const auto minPos = n.positions[size_t(minIt - n.values.begin())];
-    const auto maxPos =
-        n.positions[size_t(std::find(n.values.begin(), n.values.end(), *maxIt) - n.values.begin())];
-    EXPECT_EQ(s.min, *minIt);
-    EXPECT_EQ(s.max, *maxIt);
-    EXPECT_EQ(s.minPosition.x, minPos.first);
-    EXPECT_EQ(s.minPosition.y, minPos.second);
-    EXPECT_EQ(s.maxPosition.x, maxPos.first);
-    EXPECT_EQ(s.maxPosition.y, maxPos.second);
+    const auto maxPos = n.positions[size_t(maxIt - n.values.begin())];
+    EXPECT_EQ(std::pair(s.min, s.max), std::pair(*minIt, *maxIt));
+    EXPECT_EQ(std::pair(s.minPosition.x, s.minPosition.y), (std::pair<double, double>(minPos)));
+    EXPECT_EQ(std::pair(s.maxPosition.x, s.maxPosition.y), (std::pair<double, double>(maxPos)));
     double sum = 0, sx = 0, sy = 0;
     for (size_t i = 0; i < n.values.size(); ++i)
       sum += n.values[i], sx += n.positions[i].first, sy += n.positions[i].second;
     const double k = double(n.values.size());
     double squares = 0;
     for (double v : n.values) squares += (v - sum / k) * (v - sum / k);
-    if (kIntegral) {
-      EXPECT_EQ(s.mean, sum / k);  // small integer sums are exact in double
-    } else {
-      EXPECT_NEAR(s.mean, sum / k, kFloatTolerance * 10);
-    }
+    // Small integer sums are exact in double.
+    EXPECT_NEAR(s.mean, sum / k, kIntegral ? 0 : kFloatTolerance * 10);
     EXPECT_NEAR(s.stdDev, std::sqrt(squares / k), kFloatTolerance * 10);
-    EXPECT_EQ(s.centroid.x, sx / k);
-    EXPECT_EQ(s.centroid.y, sy / k);
+    EXPECT_EQ(std::pair(s.centroid.x, s.centroid.y), std::pair(sx / k, sy / k));
     EXPECT_EQ(s.median, NaivePercentile(n.values, 50, kIntegral));
     for (double p : {0.0, 10.0, 33.3, 75.0, 99.9, 100.0})
       EXPECT_EQ(region.Percentile(p), NaivePercentile(n.values, p, kIntegral)) << p;
@@ -164,28 +145,23 @@ TEST_F(ImageMatTest, SignedHeightStatisticsAreExactAtTheExtremes) {
       static_cast<z16s*>(zImage_Row(image, y))[x] =
           x == 1000 ? -32768 : ((x + y) % 2 ? 32767 : -32767);
   const rv::RegionStatistics s = rv::ImageMat(image).Statistics();
-  EXPECT_EQ(s.count, 1001000u);
-  EXPECT_EQ(s.validCount, 1000000u);
-  EXPECT_EQ(s.mean, 0.0);
-  EXPECT_EQ(s.stdDev, 32767.0);
+  EXPECT_EQ(std::pair(s.count, s.validCount), (std::pair<zSize, zSize>(1001000, 1000000)));
+  EXPECT_EQ(std::pair(s.mean, s.stdDev), std::pair(0.0, 32767.0));
   EXPECT_EQ(s.median, 0.0);  // halfway between the ranks of -32767 and 32767
   EXPECT_EQ(s.minPosition.x, 0.0);
-  EXPECT_EQ(s.maxPosition.x, 1.0);
-  EXPECT_EQ(s.maxPosition.y, 0.0);
+  EXPECT_EQ(std::pair(s.maxPosition.x, s.maxPosition.y), std::pair(1.0, 0.0));
 }
 
 TEST_F(ImageMatTest, PercentileRankRuleAndWorldUnits) {
-  auto array = rotest::MakeArray2<z16s>(zTypeOf(z16s), {{1, 2, 4, 7}}, alloc_);
   Ty::Object<void*> image;
   ASSERT_EQ(zImage_Construct(image.Address(), zTypeOf(z16s), 4, 1, alloc_), zOK);
-  std::copy_n(static_cast<z16s*>(zArray2_Data(array)), 4, static_cast<z16s*>(zImage_Data(image)));
+  const z16s values[] = {1, 2, 4, 7};
+  std::copy_n(values, 4, static_cast<z16s*>(zImage_Data(image)));
   const rv::ImageMat region(image);
   // Position (4 - 1) x p / 100: 25 -> 0.75 between 1 and 2 (1.75, truncated 1); 50 -> 1.5
   // between 2 and 4 (3); 90 -> 2.7 between 4 and 7 (6.1, truncated 6).
-  EXPECT_EQ(region.Percentile(25), 1.0);
-  EXPECT_EQ(region.Percentile(50), 3.0);
-  EXPECT_EQ(region.Percentile(90), 6.0);
-  EXPECT_EQ(region.Percentile(100), 7.0);
+  for (auto [p, want] : {std::pair{25.0, 1.0}, {50.0, 3.0}, {90.0, 6.0}, {100.0, 7.0}})
+    EXPECT_EQ(region.Percentile(p), want) << p;
   const auto s = region.Statistics();
   const auto w = rv::ImageMat::ToWorld(s, zPoint3d64f{0.5, 2, -0.01}, zPoint3d64f{10, 20, 30});
   EXPECT_EQ(w.count, 4u);

@@ -30,12 +30,14 @@ rv::Profile MakeRangeProfile(const std::vector<short>& ranges, zAlloc alloc = nu
   return profile;
 }
 
-std::vector<short> RandomRanges(std::mt19937& rng, int n) {
+// Ranges 0..1000, a tenth of them null.
+rv::Profile RandomProfile(unsigned seed, int n, zAlloc alloc = nullptr) {
+  std::mt19937 rng(seed);
   std::uniform_int_distribution<int> range(0, 1000);
   std::bernoulli_distribution isNull(0.1);
   std::vector<short> v(n);
   for (short& r : v) r = isNull(rng) ? kNull : short(range(rng));
-  return v;
+  return MakeRangeProfile(v, alloc);
 }
 
 Bytes ReadMask(const Ty::Object<void*>& mask) {
@@ -60,11 +62,9 @@ Bytes BruteForceMask(const rv::Profile& profile, MaskMode mode, const Containmen
 std::pair<double, double> SampledExtent(const Containment& inside, double x0, double x1, double z0,
                                         double z1, double step) {
   double lo = INFINITY, hi = -INFINITY;
-  for (double x = x0; x <= x1; x += step) {
-    for (double z = z0; z <= z1; z += step) {
+  for (double x = x0; x <= x1; x += step)
+    for (double z = z0; z <= z1; z += step)
       if (inside(PointXZ<double>{x, z})) lo = std::min(lo, x), hi = std::max(hi, x);
-    }
-  }
   return {lo, hi};
 }
 
@@ -73,21 +73,18 @@ using MaskProfileTest = rotest::LeakCheckedTest;
 TEST_F(MaskProfileTest, RectangleSegmentFollowsTheOneAxisRuleWithItsTolerance) {
   rv::Profile profile(zPoint64f{0, 0}, zPoint64f{0.1, 1});
   profile.AddLayer(rv::GetzType<short>(), 40, alloc_);
-  struct Case {
-    double start;
-    int first;
-  };
-  for (const Case& k : {Case{1.0, 10}, Case{1.0004, 10}, Case{1.0006, 11}}) {
-    const rv::RegionXZ<double> region{k.start + (2.0 - k.start) / 2, 0, 2.0 - k.start, 10, 0};
+  for (auto [start, first] : {std::pair{1.0, 10}, {1.0004, 10}, {1.0006, 11}}) {
+    const rv::RegionXZ<double> region{start + (2.0 - start) / 2, 0, 2.0 - start, 10, 0};
     rv::RectangleRoiProfile roi(profile, region, MaskMode::Include, alloc_);
     roi.ApplyRoi();
-    EXPECT_EQ(roi.GetBoundingSegment().start, k.first) << k.start;
-    EXPECT_EQ(roi.GetBoundingSegment().length, 21 - k.first) << k.start;
+    EXPECT_EQ(std::pair(roi.GetBoundingSegment().start, roi.GetBoundingSegment().length),
+              std::pair(first, 21 - first))
+        << start;
     // Without the tolerance the start 1.0004 would begin one point later.
-    const rv::RunLength<double> range{k.start, 2.0 - k.start};
+    const rv::RunLength<double> range{start, 2.0 - start};
     rv::RunLength<int> strict;
     rv::GetRegionPixel(40, 0.0, 0.1, &range, &strict);
-    EXPECT_EQ(strict.start, k.start == 1.0 ? 10 : 11);
+    EXPECT_EQ(strict.start, start == 1.0 ? 10 : 11);
   }
 }
 
@@ -98,46 +95,41 @@ struct ShapeCase {
   MaskType type;
 };
 
+template <class Roi, class Shape>
+ShapeCase Case(std::string name, const Shape& shape, Containment inside, MaskType type) {
+  return {name,
+          [=](const rv::Profile& p, MaskMode m, zAlloc a) {
+            return std::make_shared<Roi>(p, shape, m, a);
+          },
+          inside, type};
+}
+
+Containment InPolygon(const std::vector<PointXZ<double>>& polygon) {
+  return [=](const PointXZ<double>& q) { return rv::IsPointInPolygon(polygon, q); };
+}
+
 std::vector<ShapeCase> Shapes() {
-  std::vector<ShapeCase> cases;
   const std::vector<PointXZ<double>> polygon = {{-0.5, -4}, {0.7, -3}, {0.2, 0.5}, {-0.2, -2}};
-  cases.push_back({"polygon",
-                   [=](const rv::Profile& p, MaskMode m, zAlloc a) {
-                     return std::make_shared<rv::PolygonRoiProfile>(p, polygon, m, a);
-                   },
-                   [=](const PointXZ<double>& q) { return rv::IsPointInPolygon(polygon, q); },
-                   MaskType::Polygon});
-  rv::RegionXZ<double> rect;
-  rect.x = 0.3, rect.z = 0, rect.width = 1.1, rect.height = 2.5, rect.angle = 33;
+  const rv::RegionXZ<double> rect{0.3, 0, 1.1, 2.5, 33};
   std::vector<PointXZ<double>> corners;
   rv::ExtractPolygonFromRect(rect, &corners);
-  cases.push_back({"rotated rectangle",
-                   [=](const rv::Profile& p, MaskMode m, zAlloc a) {
-                     return std::make_shared<rv::RectangleRoiProfile>(p, rect, m, a);
-                   },
-                   [=](const PointXZ<double>& q) { return rv::IsPointInPolygon(corners, q); },
-                   MaskType::Rectangle});
+  std::vector<ShapeCase> cases = {
+      Case<rv::PolygonRoiProfile>("polygon", polygon, InPolygon(polygon), MaskType::Polygon),
+      Case<rv::RectangleRoiProfile>("rotated rectangle", rect, InPolygon(corners),
+                                    MaskType::Rectangle)};
   for (double span : {360.0, 100.0, -250.0}) {
-    rv::EllipticalSectorXZ<double> e;
-    e.innerHeight = 0.8, e.innerWidth = 0.5, e.outerHeight = 4, e.outerWidth = 1.6;
-    e.startAngle = 200, e.angleSpan = span, e.center = {0.2, -2}, e.angle = 25;
-    cases.push_back({"ellipse span " + std::to_string(span),
-                     [=](const rv::Profile& p, MaskMode m, zAlloc a) {
-                       return std::make_shared<rv::EllipseRoiProfile>(p, e, m, a);
-                     },
-                     [=](const PointXZ<double>& q) { return rv::IsPointInEllipticalSector(e, q); },
-                     MaskType::Ellipse});
+    const rv::EllipticalSectorXZ<double> e{0.8, 0.5, 4, 1.6, 200, span, {0.2, -2}, 25};
+    cases.push_back(Case<rv::EllipseRoiProfile>(
+        "ellipse span " + std::to_string(span), e,
+        [=](const PointXZ<double>& q) { return rv::IsPointInEllipticalSector(e, q); },
+        MaskType::Ellipse));
   }
   for (double start : {-30.0, 120.0}) {
-    rv::AnnularSectorXZ<double> c;
-    c.innerRadius = 0.3, c.outerRadius = 1.2, c.startAngle = start, c.angleSpan = 90;
-    c.center = {0.3, -2.5};
-    cases.push_back({"circle start " + std::to_string(start),
-                     [=](const rv::Profile& p, MaskMode m, zAlloc a) {
-                       return std::make_shared<rv::CircleRoiProfile>(p, c, m, a);
-                     },
-                     [=](const PointXZ<double>& q) { return rv::IsPointInAnnularSector(c, q); },
-                     MaskType::Circle});
+    const rv::AnnularSectorXZ<double> c{0.3, 1.2, start, 90, {0.3, -2.5}};
+    cases.push_back(Case<rv::CircleRoiProfile>(
+        "circle start " + std::to_string(start), c,
+        [=](const PointXZ<double>& q) { return rv::IsPointInAnnularSector(c, q); },
+        MaskType::Circle));
   }
   return cases;
 }
@@ -145,8 +137,7 @@ std::vector<ShapeCase> Shapes() {
 // Every shape in both modes against testing each point with its containment test; in Include
 // mode the segment holds every 1 and is no wider than the shape's sampled X extent.
 TEST_F(MaskProfileTest, MasksEqualPointByPointContainment) {
-  std::mt19937 rng(21);
-  const rv::Profile profile = MakeRangeProfile(RandomRanges(rng, 61), alloc_);
+  const rv::Profile profile = RandomProfile(21, 61, alloc_);
   for (const ShapeCase& shape : Shapes()) {
     SCOPED_TRACE(shape.name);
     for (MaskMode mode : {MaskMode::Include, MaskMode::Exclude}) {
@@ -162,15 +153,11 @@ TEST_F(MaskProfileTest, MasksEqualPointByPointContainment) {
       EXPECT_TRUE(ones > 0 && ones < 59) << ones << " points in the mask";
       const rv::RunLength<int> s = roi->GetBoundingSegment();
       if (mode == MaskMode::Exclude) {
-        EXPECT_EQ(s.start, 0);
-        EXPECT_EQ(s.length, 61);
+        EXPECT_EQ(std::pair(s.start, s.length), std::pair(0, 61));
         continue;
       }
-      for (int i = 0; i < 61; ++i) {
-        if (mask[i]) {
-          EXPECT_TRUE(i >= s.start && i < s.start + s.length) << i;
-        }
-      }
+      for (int i = 0; i < 61; ++i)
+        EXPECT_TRUE(!mask[i] || (i >= s.start && i < s.start + s.length)) << i;
       // The shapes lie inside the profile's X range [-1, 2], so nothing is clipped: the
       // segment runs from the first point at the shape's left end to the last at its right.
       const double step = 0.01;
@@ -186,51 +173,50 @@ TEST_F(MaskProfileTest, MasksEqualPointByPointContainment) {
 }
 
 TEST_F(MaskProfileTest, ComposedUnionAndIntersection) {
-  std::mt19937 rng(4);
-  const rv::Profile profile = MakeRangeProfile(RandomRanges(rng, 61), alloc_);
+  const rv::Profile profile = RandomProfile(4, 61, alloc_);
   const std::vector<ShapeCase> shapes = Shapes();
-  const ShapeCase& a = shapes[0];  // polygon
-  const ShapeCase& b = shapes[5];  // circle
+  const ShapeCase &a = shapes[0], &b = shapes[5];  // polygon, circle
+  auto compose = [&](MaskMode mode, MaskMode modeA, MaskMode modeB) {
+    auto c = std::make_unique<rv::ComposedRoiProfile>(profile, mode, alloc_);
+    c->Add(a.make(profile, modeA, alloc_));
+    c->Add(b.make(profile, modeB, alloc_));
+    return c;
+  };
+  auto combine = [&](MaskMode mode) {  // the union of two Include, the meet of two Exclude
+    const Bytes ma = BruteForceMask(profile, mode, a.inside),
+                mb = BruteForceMask(profile, mode, b.inside);
+    Bytes both(61);
+    for (int i = 0; i < 61; ++i)
+      both[i] = mode == MaskMode::Include ? ma[i] | mb[i] : ma[i] & mb[i];
+    return both;
+  };
 
-  rv::ComposedRoiProfile onion(profile, MaskMode::Include, alloc_);
-  EXPECT_EQ(onion.GetShapeType(), MaskType::Composed);
-  onion.Add(a.make(profile, MaskMode::Include, alloc_));
-  onion.Add(b.make(profile, MaskMode::Include, alloc_));
-  onion.ApplyRoi();
-  const Bytes ma = BruteForceMask(profile, MaskMode::Include, a.inside);
-  const Bytes mb = BruteForceMask(profile, MaskMode::Include, b.inside);
-  Bytes expected(61);
-  for (int i = 0; i < 61; ++i) expected[i] = ma[i] | mb[i];
-  EXPECT_EQ(ReadMask(onion.GetMask()), expected);
-  const rv::RunLength<int> sa = onion.GetSubBoundingSegment(0), sb = onion.GetSubBoundingSegment(1);
-  EXPECT_EQ(onion.GetBoundingSegment().start, std::min(sa.start, sb.start));
-  EXPECT_EQ(onion.GetBoundingSegment().start + onion.GetBoundingSegment().length,
+  auto onion = compose(MaskMode::Include, MaskMode::Include, MaskMode::Include);
+  EXPECT_EQ(onion->GetShapeType(), MaskType::Composed);
+  onion->ApplyRoi();
+  EXPECT_EQ(ReadMask(onion->GetMask()), combine(MaskMode::Include));
+  const rv::RunLength<int> sa = onion->GetSubBoundingSegment(0),
+                           sb = onion->GetSubBoundingSegment(1);
+  EXPECT_EQ(onion->GetBoundingSegment().start, std::min(sa.start, sb.start));
+  EXPECT_EQ(onion->GetBoundingSegment().start + onion->GetBoundingSegment().length,
             std::max(sa.start + sa.length, sb.start + sb.length));
-  EXPECT_EQ(ReadMask(onion.GetSubMask(1)), mb);
+  EXPECT_EQ(ReadMask(onion->GetSubMask(1)), BruteForceMask(profile, MaskMode::Include, b.inside));
 
-  // Outside both shapes: the intersection of two Exclude members.
-  rv::ComposedRoiProfile outside(profile, MaskMode::Exclude, alloc_);
-  outside.Add(a.make(profile, MaskMode::Exclude, alloc_));
-  outside.Add(b.make(profile, MaskMode::Exclude, alloc_));
-  outside.ApplyRoi();
-  const Bytes xa = BruteForceMask(profile, MaskMode::Exclude, a.inside);
-  const Bytes xb = BruteForceMask(profile, MaskMode::Exclude, b.inside);
-  for (int i = 0; i < 61; ++i) expected[i] = xa[i] & xb[i];
-  EXPECT_EQ(ReadMask(outside.GetMask()), expected);
-  EXPECT_EQ(outside.GetBoundingSegment().length, 61);
+  auto outside = compose(MaskMode::Exclude, MaskMode::Exclude, MaskMode::Exclude);
+  outside->ApplyRoi();
+  EXPECT_EQ(ReadMask(outside->GetMask()), combine(MaskMode::Exclude));
+  EXPECT_EQ(outside->GetBoundingSegment().length, 61);
 
   // An Include member covers only its extent: it cannot take part in an intersection.
-  rv::ComposedRoiProfile partial(profile, MaskMode::Exclude, alloc_);
-  partial.Add(a.make(profile, MaskMode::Exclude, alloc_));
-  partial.Add(b.make(profile, MaskMode::Include, alloc_));
-  rotest::ExpectFailures({{"include member in an intersection", [&] { partial.ApplyRoi(); }, 0, 0,
+  auto partial = compose(MaskMode::Exclude, MaskMode::Exclude, MaskMode::Include);
+  rotest::ExpectFailures({{"include member in an intersection", [&] { partial->ApplyRoi(); }, 0, 0,
                            "Ro::Vision::ComposedRoiProfile::_AssignMask",
                            "Bounding Segment should be FULL for EXCLUDE mode"},
-                          {"sub mask index", [&] { onion.GetSubMask(2); }, -997, 0,
+                          {"sub mask index", [&] { onion->GetSubMask(2); }, -997, 0,
                            "Ro::Vision::ComposedRoiProfile::GetSubMask"},
-                          {"sub segment index", [&] { onion.GetSubBoundingSegment(-1); }, -997, 0,
+                          {"sub segment index", [&] { onion->GetSubBoundingSegment(-1); }, -997, 0,
                            "Ro::Vision::ComposedRoiProfile::GetSubBoundingSegment"},
-                          {"null member", [&] { onion.Add(nullptr); }, -997, 0,
+                          {"null member", [&] { onion->Add(nullptr); }, -997, 0,
                            "Ro::Vision::ComposedRoiProfile::Add"}},
                          "Common/MaskProfile");
   rv::ComposedRoiProfile empty(profile, MaskMode::Exclude, alloc_);
@@ -257,17 +243,13 @@ class FixedSegmentRoi : public rv::PolygonRoiProfile {
 TEST_F(MaskProfileTest, SegmentsMustCoverThePoints) {
   rv::Profile profile(zPoint64f{1, 2}, zPoint64f{0.5, 0.25});
   profile.AddLayer(const_cast<zTypeInfo*>(zTypeOf(zPoint64f)), 4, alloc_);
-  zPoint64f* points = static_cast<zPoint64f*>(zArray1_Data(profile.layers[0]));
-  points[0] = {0, 0};      // (1, 2)
-  points[1] = {4, 4};      // (3, 3)
-  points[2] = {kNull, 0};  // null
-  points[3] = {-2, 8};     // (0, 4)
-  rv::RegionXZ<double> region;
-  region.x = 1.5, region.z = 3, region.width = 3.2, region.height = 2.2, region.angle = 0;
-  rv::RectangleRoiProfile roi(profile, region, MaskMode::Include, alloc_);
+  const zPoint64f raw[] = {{0, 0}, {4, 4}, {kNull, 0}, {-2, 8}};  // (1, 2), (3, 3), null, (0, 4)
+  std::copy_n(raw, 4, static_cast<zPoint64f*>(zArray1_Data(profile.layers[0])));
+  rv::RectangleRoiProfile roi(profile, rv::RegionXZ<double>{1.5, 3, 3.2, 2.2, 0}, MaskMode::Include,
+                              alloc_);
   roi.ApplyRoi();
-  EXPECT_EQ((std::pair{roi.GetBoundingSegment().start, roi.GetBoundingSegment().length}),
-            (std::pair{0, 4}));
+  EXPECT_EQ(std::pair(roi.GetBoundingSegment().start, roi.GetBoundingSegment().length),
+            std::pair(0, 4));
   // x in [-0.1, 3.1], z in [1.9, 4.1].
   EXPECT_EQ(ReadMask(roi.GetMask()), (Bytes{1, 1, 0, 1}));
 
@@ -284,8 +266,7 @@ TEST_F(MaskProfileTest, SegmentsMustCoverThePoints) {
 }
 
 TEST_F(MaskProfileTest, FailingMaskAllocationRaisesThePlatformStatus) {
-  std::mt19937 rng(8);
-  const rv::Profile profile = MakeRangeProfile(RandomRanges(rng, 30));  // default allocator
+  const rv::Profile profile = RandomProfile(8, 30);  // default allocator
   const std::vector<ShapeCase> shapes = Shapes();
   rotest::ExpectEveryAllocationFailureRaised(alloc_, [&] {
     rv::ComposedRoiProfile composed(profile, MaskMode::Include, alloc_);

@@ -2,9 +2,11 @@
 #include <RoVision/Geometry/PolygonContainment.h>
 #include <RoVision/Geometry/ShapeConversion.h>
 #include <gtest/gtest.h>
+#include <support/RegionCases.h>
 #include <support/TestSupport.h>
 #include <zApi/zApi.h>
 
+#include <array>
 #include <cmath>
 #include <vector>
 
@@ -18,10 +20,12 @@ Ty::Object<void*> Runs(const std::vector<rv::RunRecord>& runs, zAlloc alloc) {
   Ty::Object<void*> list;
   EXPECT_EQ(zArrayList_Construct(list.Address(), rv::RunRecordType(), 0, alloc), zOK);
   // zArrayList_Import copies even zero items, from a null pointer: skip it for no runs.
-  if (!runs.empty()) {
-    EXPECT_EQ(zArrayList_Import(list, runs.data(), runs.size()), zOK);
-  }
+  EXPECT_EQ(runs.empty() ? zOK : zArrayList_Import(list, runs.data(), runs.size()), zOK);
   return list;
+}
+
+std::array<int, 4> B(const rv::Rect2d<int>& b) {
+  return {b.x, b.y, b.width, b.height};
 }
 
 class MaskOperations : public rotest::LeakCheckedTest {};
@@ -56,10 +60,7 @@ TEST_F(MaskOperations, RLEToMaskKeepsTheExtraColumn) {
   Ty::Object<void*> mask;
   rv::Rect2d<int> box;
   rv::RLEToMask(single, mask.Address(), &box, alloc_);
-  EXPECT_EQ(box.x, 10);
-  EXPECT_EQ(box.y, 5);
-  EXPECT_EQ(box.width, 5);
-  EXPECT_EQ(box.height, 1);
+  EXPECT_EQ(B(box), (std::array{10, 5, 5, 1}));
   EXPECT_EQ(rotest::ReadArray2<unsigned char>(mask), (Grid{{1, 1, 1, 1, 0}}));
 
   // Overlapping runs in any order give the same mask.
@@ -90,10 +91,7 @@ TEST_F(MaskOperations, MergeMasksPlacesEachAtItsBox) {
     ASSERT_EQ(zThreadPool_Construct(pool.Address(), tasks, alloc_), zOK);
     rv::Rect2d<int> box;
     rv::MergeMasks(masks, boxes, merged.Address(), &box, alloc_, pool);
-    EXPECT_EQ(box.x, 3);
-    EXPECT_EQ(box.y, 1);
-    EXPECT_EQ(box.width, 4);
-    EXPECT_EQ(box.height, 2);
+    EXPECT_EQ(B(box), (std::array{3, 1, 4, 2})) << tasks;
     EXPECT_EQ(rotest::ReadArray2<unsigned char>(merged), want);
   }
   Ty::Object<void*> merged;
@@ -155,27 +153,14 @@ TEST_F(MaskOperations, FailingAllocationsAreRaised) {
 }
 
 TEST_F(MaskOperations, BoxAndMaskOfA3dBox) {
-  rv::Surface s;
-  s.offset = {-2, -2, 0};
-  s.scale = {0.1, 0.1, 0.01};
-  Ty::Object<void*> h;
-  ASSERT_EQ(zArray2_Construct(h.Address(), zTypeOf(z16s), 40, 40, alloc_), zOK);
-  for (int r = 0; r < 40; ++r)
-    for (int c = 0; c < 40; ++c)
-      static_cast<short*>(zArray2_Row(h, r))[c] = (r + c) % 9 == 0 ? -32768 : short(r * 5 - c * 3);
-  s.layers.push_back(h);
-  rv::Region3d<double> box3;
-  box3.x = 0.1;
-  box3.y = -0.2;
-  box3.z = 0.3;
-  box3.width = 2.2;
-  box3.length = 1.1;
-  box3.height = 1.0;
-  box3.angleZ = 37;
+  const rv::Surface s = rotest::RegionTestSurface(alloc_);
+  const rv::Region3d<double> box3{0.1, -0.2, 1.3, 2.2, 1.1, 1.0, rv::kNullDouble, rv::kNullDouble,
+                                  37};
   rv::Region2d<double> flat;
   rv::Rect3dTo2d(box3, &flat);
   std::vector<rv::Point2d<double>> poly;
   rv::ExtractPolygonFromRect(flat, &poly);
+  const auto heights = rotest::ReadArray2<short>(s.layers[0]);
   for (int checkHeight : {0, 1}) {
     rv::Rect2d<int> box;
     Ty::Object<void*> mask;
@@ -185,13 +170,13 @@ TEST_F(MaskOperations, BoxAndMaskOfA3dBox) {
     const Grid m = rotest::ReadArray2<unsigned char>(mask);
     int inside = 0;
     for (int r = 0; r < 40; ++r) {
-      for (int c = 0; c < 40; ++c) {
-        const short v = static_cast<const short*>(zArray2_Row(h, r))[c];
-        bool want = rv::IsPointInPolygon(poly, {-2 + c * 0.1, -2 + r * 0.1}) != 0;
-        if (checkHeight) want = want && v != -32768 && v * 0.01 >= -0.2 && v * 0.01 <= 0.8;
-        const bool inBox =
-            r >= box.y && r < box.y + box.height && c >= box.x && c < box.x + box.width;
-        if (!inBox) {
+      for (int c = 0; c < 50; ++c) {
+        const short v = heights[r][c];
+        const double z = s.offset.z + v * s.scale.z;  // the box spans z 0.8 .. 1.8
+        bool want = rv::IsPointInPolygon(
+                        poly, {s.offset.x + c * s.scale.x, s.offset.y + r * s.scale.y}) != 0;
+        if (checkHeight) want = want && v != -32768 && z >= 0.8 && z <= 1.8;
+        if (r < box.y || r >= box.y + box.height || c < box.x || c >= box.x + box.width) {
           EXPECT_FALSE(want) << r << " " << c;
           continue;
         }

@@ -6,35 +6,22 @@
 #include <zApi/zApi.h>
 
 #include <algorithm>
-#include <cfloat>
+#include <array>
 #include <cmath>
 #include <opencv2/imgproc.hpp>
 #include <random>
 #include <type_traits>
 #include <vector>
 
+#include "CommonTestSupport.h"
 #include "support/TestSupport.h"
 
 namespace rv = Ro::Vision;
+using rotest::IsNull;
+using rotest::kHasNull;
+using rotest::Null;
 
 namespace {
-
-template <class T>
-constexpr bool kHasNull =
-    std::is_same_v<T, z16s> || std::is_same_v<T, float> || std::is_same_v<T, double>;
-
-template <class T>
-constexpr T Null() {
-  if constexpr (std::is_same_v<T, z16s>) return -32768;
-  if constexpr (std::is_same_v<T, float>) return -FLT_MAX;
-  if constexpr (std::is_same_v<T, double>) return -DBL_MAX;
-  return T(0);
-}
-
-template <class T>
-bool IsNull(T v) {
-  return kHasNull<T> && v == Null<T>();
-}
 
 // Random cells: integers within a range the type holds (so float sums stay exact), and nulls at
 // the given rate for types that have one.
@@ -42,14 +29,12 @@ template <class T>
 rv::MatTemplated<T> RandomMat(int rows, int cols, double nullRate, unsigned seed,
                               void* alloc = nullptr) {
   std::mt19937 rng(seed);
-  const int lo = std::is_unsigned_v<T> ? 0 : -1000;
-  const int hi = std::is_same_v<T, z8u> ? 255 : 3000;
-  std::uniform_int_distribution<int> value(lo, hi);
+  std::uniform_int_distribution<int> value(std::is_unsigned_v<T> ? 0 : -1000,
+                                           std::is_same_v<T, z8u> ? 255 : 3000);
   std::bernoulli_distribution null(kHasNull<T> ? nullRate : 0.0);
   auto m = rv::MatTemplated<T>::Create(rows, cols, alloc);
-  for (int y = 0; y < rows; ++y) {
+  for (int y = 0; y < rows; ++y)
     for (int x = 0; x < cols; ++x) m.Row(y)[x] = null(rng) ? Null<T>() : T(value(rng));
-  }
   return m;
 }
 
@@ -72,11 +57,6 @@ class MatTyped : public rotest::LeakCheckedTest {};
 using MatTypes = ::testing::Types<z8u, z16s, z16u, float, double>;
 TYPED_TEST_SUITE(MatTyped, MatTypes);
 
-template <class T>
-class MatNullTyped : public rotest::LeakCheckedTest {};
-using NullTypes = ::testing::Types<z16s, float, double>;
-TYPED_TEST_SUITE(MatNullTyped, NullTypes);
-
 using MatTest = rotest::LeakCheckedTest;
 
 TEST_F(MatTest, ViewsShareCellsAndCopiesDoNot) {
@@ -84,8 +64,7 @@ TEST_F(MatTest, ViewsShareCellsAndCopiesDoNot) {
   ASSERT_EQ(zImage_Construct(image.Address(), zTypeOf(z16s), 5, 3, alloc_), zOK);
   static_cast<z16s*>(zImage_Row(image, 2))[4] = 77;
   auto m = rv::Mat16s::FromImage(image);
-  EXPECT_EQ(m.Rows(), 3);
-  EXPECT_EQ(m.Cols(), 5);
+  EXPECT_EQ(std::pair(m.Rows(), m.Cols()), std::pair(3, 5));
   EXPECT_EQ(static_cast<void*>(m.Row(0)), zImage_Data(image));
   auto crop = m.Crop(3, 1, 2, 2);
   EXPECT_EQ(crop.Row(1)[1], 77);
@@ -101,35 +80,33 @@ TEST_F(MatTest, ViewsShareCellsAndCopiesDoNot) {
   EXPECT_EQ(m.Row(2)[4], 77);
 }
 
+#define MAT_FN(name) "Ro::Vision::MatTemplated::" #name
+
 TEST_F(MatTest, BadArgumentsRaise) {
   auto array = rotest::MakeArray2<z8u>(zTypeOf(z8u), {{1, 2, 3}, {4, 5, 6}}, alloc_);
-  EXPECT_TY_THROW(rv::Mat8u::FromArray2(nullptr), -997, "Ro::Vision::MatTemplated::FromArray2");
-  EXPECT_TY_THROW(rv::Mat16s::FromArray2(array), -984, "Ro::Vision::MatTemplated::FromArray2");
-  EXPECT_TY_THROW(rv::Mat16s::FromImage(array.Get() ? nullptr : nullptr), -997,
-                  "Ro::Vision::MatTemplated::FromImage");
+  EXPECT_TY_THROW(rv::Mat8u::FromArray2(nullptr), -997, MAT_FN(FromArray2));
+  EXPECT_TY_THROW(rv::Mat16s::FromArray2(array), -984, MAT_FN(FromArray2));
+  EXPECT_TY_THROW(rv::Mat16s::FromImage(nullptr), -997, MAT_FN(FromImage));
   auto m = rv::Mat8u::FromArray2(array);
-  struct Rect {
-    int x, y, w, h;
-  };
-  for (Rect r : {Rect{-1, 0, 1, 1}, Rect{0, -1, 1, 1}, Rect{2, 0, 2, 1}, Rect{0, 1, 1, 2},
-                 Rect{0, 0, 0, 1}, Rect{0, 0, 1, 0}, Rect{1, 1, INT32_MAX, 1}}) {
-    EXPECT_TY_THROW(m.Crop(r.x, r.y, r.w, r.h), -997, "Ro::Vision::MatTemplated::Crop");
-  }
+  for (auto [x, y, w, h] : {std::array{-1, 0, 1, 1},
+                            {0, -1, 1, 1},
+                            {2, 0, 2, 1},
+                            {0, 1, 1, 2},
+                            {0, 0, 0, 1},
+                            {0, 0, 1, 0},
+                            {1, 1, INT32_MAX, 1}})
+    EXPECT_TY_THROW(m.Crop(x, y, w, h), -997, MAT_FN(Crop));
   EXPECT_EQ(m.Crop(0, 0, 3, 2).Cols(), 3);
-  EXPECT_TY_THROW(m.Erode(rv::MorphShape::Rectangle, 2, 3), -997,
-                  "Ro::Vision::MatTemplated::Erode");
-  EXPECT_TY_THROW(m.Close(rv::MorphShape::Cross, 3, 0), -997, "Ro::Vision::MatTemplated::Close");
-  EXPECT_TY_THROW(m.ThresholdNiblack(3, 4, 0.2, 255, rv::ThresholdType::Binary), -997,
-                  "Ro::Vision::MatTemplated::ThresholdNiblack");
-  EXPECT_TY_THROW(m.ThresholdOtsu(255, rv::ThresholdType::Truncate), -997,
-                  "Ro::Vision::MatTemplated::ThresholdOtsu");
-  EXPECT_TY_THROW(m.Resize(0, 3, rv::Interpolation::Linear), -997,
-                  "Ro::Vision::MatTemplated::Resize");
-  EXPECT_TY_THROW(m.Rotate(1, 1, 10, false, rv::Interpolation::Area), -997,
-                  "Ro::Vision::MatTemplated::Rotate");
-  EXPECT_TY_THROW(rv::Mat32f::Create(2, 2, alloc_).ThresholdOtsu(1, rv::ThresholdType::Binary),
-                  -996, "Ro::Vision::MatTemplated::ThresholdOtsu");
-  EXPECT_TY_THROW(rv::Mat16s::Create(-1, 2), -997, "Ro::Vision::MatTemplated::Create");
+  const auto binary = rv::ThresholdType::Binary;
+  EXPECT_TY_THROW(m.Erode(rv::MorphShape::Rectangle, 2, 3), -997, MAT_FN(Erode));
+  EXPECT_TY_THROW(m.Close(rv::MorphShape::Cross, 3, 0), -997, MAT_FN(Close));
+  EXPECT_TY_THROW(m.ThresholdNiblack(3, 4, 0.2, 255, binary), -997, MAT_FN(ThresholdNiblack));
+  EXPECT_TY_THROW(m.ThresholdOtsu(255, rv::ThresholdType::Truncate), -997, MAT_FN(ThresholdOtsu));
+  EXPECT_TY_THROW(m.Resize(0, 3, rv::Interpolation::Linear), -997, MAT_FN(Resize));
+  EXPECT_TY_THROW(m.Rotate(1, 1, 10, false, rv::Interpolation::Area), -997, MAT_FN(Rotate));
+  EXPECT_TY_THROW(rv::Mat32f::Create(2, 2, alloc_).ThresholdOtsu(1, binary), -996,
+                  MAT_FN(ThresholdOtsu));
+  EXPECT_TY_THROW(rv::Mat16s::Create(-1, 2), -997, MAT_FN(Create));
 }
 
 TEST_F(MatTest, FailingAllocationsRaiseThePlatformStatus) {
@@ -143,46 +120,30 @@ TEST_F(MatTest, FailingAllocationsRaiseThePlatformStatus) {
 
 // ---- thresholds
 
-const rv::ThresholdType kAllThresholds[] = {
+const rv::ThresholdType kAllThresholds[] = {  // in the order of the library's constants
     rv::ThresholdType::Binary, rv::ThresholdType::BinaryInverse, rv::ThresholdType::Truncate,
     rv::ThresholdType::ToZero, rv::ThresholdType::ToZeroInverse};
 
-TYPED_TEST(MatTyped, ThresholdEqualsTheLibraryCallWithoutNulls) {
-  using T = TypeParam;
-  auto src = RandomMat<T>(37, 53, 0.0, 2, this->alloc_);
-  for (int i = 0; i < 5; ++i) {
-    auto out = src.Threshold(100, 200, kAllThresholds[i], this->alloc_);
-    cv::Mat expected;
-    cv::threshold(rv::AsCvMat(src), expected, 100, 200, i);
-    EXPECT_EQ(Cells(out), Cells<T>(expected)) << "type " << i;
-  }
-}
-
 template <class T>
 T NaiveThreshold(T v, T t, T m, rv::ThresholdType type) {
-  if (IsNull(v)) return v;
-  switch (type) {
-    case rv::ThresholdType::Binary:
-      return v > t ? m : T(0);
-    case rv::ThresholdType::BinaryInverse:
-      return v > t ? T(0) : m;
-    case rv::ThresholdType::Truncate:
-      return v > t ? t : v;
-    case rv::ThresholdType::ToZero:
-      return v > t ? v : T(0);
-    default:
-      return v > t ? T(0) : v;
-  }
+  const bool above = v > t;  // in the order of the types
+  const T results[] = {above ? m : T(0), above ? T(0) : m, above ? t : v, above ? v : T(0),
+                       above ? T(0) : v};
+  return IsNull(v) ? v : results[int(type)];
 }
 
-TYPED_TEST(MatNullTyped, ThresholdKeepsNullsAndSkipsThem) {
+TYPED_TEST(MatTyped, ThresholdEqualsTheLibraryAndKeepsNulls) {
   using T = TypeParam;
-  auto src = RandomMat<T>(29, 41, 0.3, 3, this->alloc_);
-  for (auto type : kAllThresholds) {
-    auto out = src.Threshold(100, 200, type, this->alloc_);
-    std::vector<T> expected = Cells(src);
-    for (T& v : expected) v = NaiveThreshold<T>(v, 100, 200, type);
-    EXPECT_EQ(Cells(out), expected);
+  auto clean = RandomMat<T>(37, 53, 0.0, 2, this->alloc_);
+  auto nulls = RandomMat<T>(29, 41, 0.3, 3, this->alloc_);
+  for (int i = 0; i < 5; ++i) {
+    cv::Mat expected;
+    cv::threshold(rv::AsCvMat(clean), expected, 100, 200, i);
+    EXPECT_EQ(Cells(clean.Threshold(100, 200, kAllThresholds[i], this->alloc_)), Cells<T>(expected))
+        << "type " << i;
+    std::vector<T> naive = Cells(nulls);
+    for (T& v : naive) v = NaiveThreshold<T>(v, 100, 200, kAllThresholds[i]);
+    EXPECT_EQ(Cells(nulls.Threshold(100, 200, kAllThresholds[i], this->alloc_)), naive) << i;
   }
 }
 
@@ -191,16 +152,14 @@ TEST_F(MatTest, OtsuEqualsTheLibraryFor8And16BitCells) {
   auto src8 = RandomMat<z8u>(64, 80, 0.0, 4, alloc_);
   auto out8 = src8.ThresholdOtsu(255, rv::ThresholdType::BinaryInverse, &level, alloc_);
   cv::Mat expected;
-  const double cvLevel8 =
-      cv::threshold(rv::AsCvMat(src8), expected, 0, 255, cv::THRESH_BINARY_INV | cv::THRESH_OTSU);
-  EXPECT_EQ(level, cvLevel8);
+  EXPECT_EQ(level, cv::threshold(rv::AsCvMat(src8), expected, 0, 255,
+                                 cv::THRESH_BINARY_INV | cv::THRESH_OTSU));
   EXPECT_EQ(Cells(out8), Cells<z8u>(expected));
 
   auto src16 = RandomMat<z16u>(64, 80, 0.0, 5, alloc_);
   auto out16 = src16.ThresholdOtsu(1000, rv::ThresholdType::Binary, &level, alloc_);
-  const double cvLevel16 =
-      cv::threshold(rv::AsCvMat(src16), expected, 0, 1000, cv::THRESH_BINARY | cv::THRESH_OTSU);
-  EXPECT_EQ(level, cvLevel16);
+  EXPECT_EQ(level, cv::threshold(rv::AsCvMat(src16), expected, 0, 1000,
+                                 cv::THRESH_BINARY | cv::THRESH_OTSU));
   EXPECT_EQ(Cells(out16), Cells<z16u>(expected));
 }
 
@@ -227,19 +186,17 @@ TEST_F(MatTest, SixteenBitOtsuSplitsModesThatShareAnEightBitBin) {
   auto src = rv::Mat16u::Create(40, 50, alloc_);
   std::mt19937 rng(7);
   std::normal_distribution<double> noise(0, 5);
+  int lowerTop = 0, upperBottom = 65535;
+  cv::Mat eightBit(40, 50, CV_8U), binary8;
   for (int y = 0; y < 40; ++y) {
     for (int x = 0; x < 50; ++x) {
       const double v = std::clamp((x < 25 ? 1060 : 1240) + noise(rng), 1024.0, 1279.0);
-      src.Row(y)[x] = z16u(std::lround(v));
-    }
-  }
-  int lowerTop = 0, upperBottom = 65535;
-  for (int y = 0; y < 40; ++y) {
-    for (int x = 0; x < 50; ++x) {
+      const z16u cell = src.Row(y)[x] = z16u(std::lround(v));
       if (x < 25)
-        lowerTop = std::max<int>(lowerTop, src.Row(y)[x]);
+        lowerTop = std::max<int>(lowerTop, cell);
       else
-        upperBottom = std::min<int>(upperBottom, src.Row(y)[x]);
+        upperBottom = std::min<int>(upperBottom, cell);
+      eightBit.at<uchar>(y, x) = uchar(cell >> 8);
     }
   }
   double level = 0;
@@ -247,12 +204,8 @@ TEST_F(MatTest, SixteenBitOtsuSplitsModesThatShareAnEightBitBin) {
   // Every level in the gap splits alike; the first is taken.
   EXPECT_EQ(level, lowerTop);
   EXPECT_LT(level, upperBottom);
-  for (int y = 0; y < 40; ++y) {
-    for (int x = 0; x < 50; ++x) ASSERT_EQ(out.Row(y)[x], x < 25 ? 0 : 1);
-  }
-  cv::Mat eightBit(40, 50, CV_8U), binary8;
   for (int y = 0; y < 40; ++y)
-    for (int x = 0; x < 50; ++x) eightBit.at<uchar>(y, x) = uchar(src.Row(y)[x] >> 8);
+    for (int x = 0; x < 50; ++x) ASSERT_EQ(out.Row(y)[x], x < 25 ? 0 : 1);
   cv::threshold(eightBit, binary8, 0, 1, cv::THRESH_BINARY | cv::THRESH_OTSU);
   EXPECT_EQ(cv::countNonZero(binary8 != binary8.at<uchar>(0, 0)), 0)
       << "the 8-bit Otsu cannot tell the modes apart";
@@ -264,21 +217,16 @@ std::vector<T> NaiveNiblack(const rv::MatTemplated<T>& src, int w, int h, double
   for (int y = 0; y < src.Rows(); ++y) {
     for (int x = 0; x < src.Cols(); ++x) {
       const T v = src.Row(y)[x];
-      if (IsNull(v)) {
-        out.push_back(v);
-        continue;
-      }
       double sum = 0, sq = 0, n = 0;
       for (int yy = std::max(0, y - h / 2); yy <= std::min(src.Rows() - 1, y + h / 2); ++yy) {
         for (int xx = std::max(0, x - w / 2); xx <= std::min(src.Cols() - 1, x + w / 2); ++xx) {
           const T c = src.Row(yy)[xx];
-          if (IsNull(c)) continue;
-          sum += double(c), sq += double(c) * double(c), ++n;
+          if (!IsNull(c)) sum += double(c), sq += double(c) * double(c), ++n;
         }
       }
       const double mean = sum / n;
       const double sd = std::sqrt(std::max(0.0, sq / n - mean * mean));
-      out.push_back(double(v) > mean + k * sd ? on : T(0));
+      out.push_back(IsNull(v) ? v : double(v) > mean + k * sd ? on : T(0));
     }
   }
   return out;
@@ -301,23 +249,13 @@ const rv::MorphShape kShapes[] = {rv::MorphShape::Rectangle, rv::MorphShape::Cro
                                   rv::MorphShape::Ellipse};
 const std::pair<int, int> kSizes[] = {{1, 1}, {3, 3}, {5, 3}, {7, 9}};
 
-TYPED_TEST(MatTyped, MorphologyEqualsTheLibraryCallWithoutNulls) {
-  using T = TypeParam;
-  auto src = RandomMat<T>(31, 43, 0.0, 9, this->alloc_);
-  for (int s = 0; s < 3; ++s) {
-    for (auto [w, h] : kSizes) {
-      const cv::Mat element = cv::getStructuringElement(s, cv::Size(w, h));
-      cv::Mat expected;
-      cv::erode(rv::AsCvMat(src), expected, element);
-      EXPECT_EQ(Cells(src.Erode(kShapes[s], w, h, this->alloc_)), Cells<T>(expected));
-      cv::dilate(rv::AsCvMat(src), expected, element);
-      EXPECT_EQ(Cells(src.Dilate(kShapes[s], w, h, this->alloc_)), Cells<T>(expected));
-      cv::morphologyEx(rv::AsCvMat(src), expected, cv::MORPH_OPEN, element);
-      EXPECT_EQ(Cells(src.Open(kShapes[s], w, h, this->alloc_)), Cells<T>(expected));
-      cv::morphologyEx(rv::AsCvMat(src), expected, cv::MORPH_CLOSE, element);
-      EXPECT_EQ(Cells(src.Close(kShapes[s], w, h, this->alloc_)), Cells<T>(expected));
-    }
-  }
+// The operation of the library's constant `op` (erode 0, dilate 1, open 2, close 3).
+template <class T>
+rv::MatTemplated<T> Morph(const rv::MatTemplated<T>& m, int op, int shape, int w, int h,
+                          void* alloc) {
+  using M = rv::MatTemplated<T>;
+  const auto member = std::array{&M::Erode, &M::Dilate, &M::Open, &M::Close}[op];
+  return (m.*member)(kShapes[shape], w, h, alloc);
 }
 
 // Minimum or maximum over the element's valid cells inside the image; null cells stay null.
@@ -329,16 +267,13 @@ rv::MatTemplated<T> NaiveMinMax(const rv::MatTemplated<T>& src, const cv::Mat& e
   for (int y = 0; y < src.Rows(); ++y) {
     for (int x = 0; x < src.Cols(); ++x) {
       T best = src.Row(y)[x];
-      if (!IsNull(best)) {
-        for (int j = 0; j < element.rows; ++j) {
-          for (int i = 0; i < element.cols; ++i) {
-            const int yy = y + j - ay, xx = x + i - ax;
-            if (!element.at<uchar>(j, i) || yy < 0 || xx < 0 || yy >= src.Rows() ||
-                xx >= src.Cols())
-              continue;
-            const T c = src.Row(yy)[xx];
-            if (!IsNull(c)) best = erode ? std::min(best, c) : std::max(best, c);
-          }
+      for (int j = 0; j < element.rows && !IsNull(best); ++j) {
+        for (int i = 0; i < element.cols; ++i) {
+          const int yy = y + j - ay, xx = x + i - ax;
+          if (!element.at<uchar>(j, i) || yy < 0 || xx < 0 || yy >= src.Rows() || xx >= src.Cols())
+            continue;
+          const T c = src.Row(yy)[xx];
+          if (!IsNull(c)) best = erode ? std::min(best, c) : std::max(best, c);
         }
       }
       out.Row(y)[x] = best;
@@ -347,23 +282,32 @@ rv::MatTemplated<T> NaiveMinMax(const rv::MatTemplated<T>& src, const cv::Mat& e
   return out;
 }
 
-TYPED_TEST(MatNullTyped, MorphologyTreatsNullsAsAbsent) {
+template <class T>
+rv::MatTemplated<T> NaiveMorph(const rv::MatTemplated<T>& src, const cv::Mat& element, int op) {
+  const bool erodeFirst = op == cv::MORPH_ERODE || op == cv::MORPH_OPEN;
+  auto once = NaiveMinMax(src, element, erodeFirst);
+  return op < cv::MORPH_OPEN ? once : NaiveMinMax(once, element, !erodeFirst);
+}
+
+TYPED_TEST(MatTyped, MorphologyEqualsTheLibraryAndTreatsNullsAsAbsent) {
   using T = TypeParam;
-  auto src = RandomMat<T>(27, 39, 0.35, 10, this->alloc_);
-  src.Row(0)[0] = T(32767);  // the largest z16s height must survive an erosion next to nulls
-  src.Row(0)[1] = Null<T>();
-  src.Row(1)[0] = Null<T>();
+  auto clean = RandomMat<T>(31, 43, 0.0, 9, this->alloc_);
+  auto nulls = RandomMat<T>(27, 39, 0.35, 10, this->alloc_);
+  if constexpr (kHasNull<T>) {
+    nulls.Row(0)[0] = T(32767);  // the largest z16s height must survive an erosion next to nulls
+    nulls.Row(0)[1] = nulls.Row(1)[0] = Null<T>();
+  }
   for (int s = 0; s < 3; ++s) {
     for (auto [w, h] : kSizes) {
       const cv::Mat element = cv::getStructuringElement(s, cv::Size(w, h));
-      EXPECT_EQ(Cells(src.Erode(kShapes[s], w, h, this->alloc_)),
-                Cells(NaiveMinMax(src, element, true)));
-      EXPECT_EQ(Cells(src.Dilate(kShapes[s], w, h, this->alloc_)),
-                Cells(NaiveMinMax(src, element, false)));
-      EXPECT_EQ(Cells(src.Open(kShapes[s], w, h, this->alloc_)),
-                Cells(NaiveMinMax(NaiveMinMax(src, element, true), element, false)));
-      EXPECT_EQ(Cells(src.Close(kShapes[s], w, h, this->alloc_)),
-                Cells(NaiveMinMax(NaiveMinMax(src, element, false), element, true)));
+      for (int op = cv::MORPH_ERODE; op <= cv::MORPH_CLOSE; ++op) {
+        SCOPED_TRACE(::testing::Message() << "shape " << s << " " << w << "x" << h << " op " << op);
+        cv::Mat expected;
+        cv::morphologyEx(rv::AsCvMat(clean), expected, op, element);
+        EXPECT_EQ(Cells(Morph(clean, op, s, w, h, this->alloc_)), Cells<T>(expected));
+        EXPECT_EQ(Cells(Morph(nulls, op, s, w, h, this->alloc_)),
+                  Cells(NaiveMorph(nulls, element, op)));
+      }
     }
   }
 }
@@ -371,22 +315,6 @@ TYPED_TEST(MatNullTyped, MorphologyTreatsNullsAsAbsent) {
 // ---- resize and rotation
 
 const std::pair<int, int> kResizeSizes[] = {{17, 11}, {60, 45}, {23, 70}, {40, 30}};
-
-TYPED_TEST(MatTyped, ResizeEqualsTheLibraryCallWithoutNulls) {
-  using T = TypeParam;
-  auto src = RandomMat<T>(30, 40, 0.0, 11, this->alloc_);
-  for (auto [cols, rows] : kResizeSizes) {
-    for (int i = 0; i < 3; ++i) {
-      const rv::Interpolation interpolations[] = {
-          rv::Interpolation::Nearest, rv::Interpolation::Linear, rv::Interpolation::Area};
-      const int cvModes[] = {cv::INTER_NEAREST, cv::INTER_LINEAR, cv::INTER_AREA};
-      cv::Mat expected;
-      cv::resize(rv::AsCvMat(src), expected, cv::Size(cols, rows), 0, 0, cvModes[i]);
-      EXPECT_EQ(Cells(src.Resize(cols, rows, interpolations[i], this->alloc_)), Cells<T>(expected))
-          << cols << "x" << rows << " mode " << i;
-    }
-  }
-}
 
 // The source cells of one output coordinate under the library's linear resize (half-pixel
 // centres, clamped at the borders), with non-zero weight only.
@@ -397,16 +325,23 @@ std::vector<int> LinearSources(int d, int srcSize, int dstSize) {
   f -= float(s);
   if (s < 0) f = 0, s = 0;
   if (s >= srcSize - 1) f = 0, s = srcSize - 1;
-  std::vector<int> sources{s};
-  if (f != 0) sources.push_back(s + 1);
-  return sources;
+  return f != 0 ? std::vector<int>{s, s + 1} : std::vector<int>{s};
 }
 
-TYPED_TEST(MatNullTyped, ResizeNullsFollowTheContributingCells) {
+TYPED_TEST(MatTyped, ResizeEqualsTheLibraryAndNullsFollowTheContributingCells) {
   using T = TypeParam;
+  auto clean = RandomMat<T>(30, 40, 0.0, 11, this->alloc_);
   auto src = RandomMat<T>(30, 40, 0.05, 12, this->alloc_);
+  const rv::Interpolation modes[] = {rv::Interpolation::Nearest, rv::Interpolation::Linear,
+                                     rv::Interpolation::Area};
+  const int cvModes[] = {cv::INTER_NEAREST, cv::INTER_LINEAR, cv::INTER_AREA};
   for (auto [cols, rows] : kResizeSizes) {
     cv::Mat raw;
+    for (int i = 0; i < 3; ++i) {
+      cv::resize(rv::AsCvMat(clean), raw, cv::Size(cols, rows), 0, 0, cvModes[i]);
+      EXPECT_EQ(Cells(clean.Resize(cols, rows, modes[i], this->alloc_)), Cells<T>(raw))
+          << cols << "x" << rows << " mode " << i;
+    }
     cv::resize(rv::AsCvMat(src), raw, cv::Size(cols, rows), 0, 0, cv::INTER_LINEAR);
     auto out = src.Resize(cols, rows, rv::Interpolation::Linear, this->alloc_);
     for (int y = 0; y < rows; ++y) {
@@ -428,31 +363,10 @@ TYPED_TEST(MatNullTyped, ResizeNullsFollowTheContributingCells) {
   for (int y = 0; y < 15; ++y) {
     for (int x = 0; x < 20; ++x) {
       bool null = false;
-      for (int j = 0; j < 2; ++j)
-        for (int i = 0; i < 2; ++i) null |= IsNull(src.Row(2 * y + j)[2 * x + i]);
+      for (int j = 0; j < 4; ++j) null |= IsNull(src.Row(2 * y + j / 2)[2 * x + j % 2]);
       ASSERT_EQ(area.Row(y)[x], null ? Null<T>() : raw.at<T>(y, x));
     }
   }
-}
-
-TYPED_TEST(MatTyped, RotateEqualsTheLibraryCallWhereNoNullIsInvolved) {
-  using T = TypeParam;
-  auto src = RandomMat<T>(30, 40, 0.0, 13, this->alloc_);
-  cv::Mat rotation = cv::getRotationMatrix2D(cv::Point2f(12.5f, 9), 27, 1.0);
-  cv::Mat expected;
-  cv::warpAffine(rv::AsCvMat(src), expected, rotation, cv::Size(40, 30), cv::INTER_NEAREST,
-                 cv::BORDER_CONSTANT, cv::Scalar::all(double(Null<T>())));
-  EXPECT_EQ(Cells(src.Rotate(12.5, 9, 27, false, rv::Interpolation::Nearest, this->alloc_)),
-            Cells<T>(expected));
-  if constexpr (!kHasNull<T>) {
-    cv::warpAffine(rv::AsCvMat(src), expected, rotation, cv::Size(40, 30), cv::INTER_LINEAR);
-    EXPECT_EQ(Cells(src.Rotate(12.5, 9, 27, false, rv::Interpolation::Linear, this->alloc_)),
-              Cells<T>(expected));
-  }
-  // A quarter turn with a fitted output is the library's exact 90-degree rotation.
-  cv::rotate(rv::AsCvMat(src), expected, cv::ROTATE_90_COUNTERCLOCKWISE);
-  auto turned = src.Rotate(3, 4, 90, true, rv::Interpolation::Nearest, this->alloc_);
-  EXPECT_EQ(Cells(turned), Cells<T>(expected));
 }
 
 // The library's affine warp works on coordinates quantised to 1/32 cell: the source cells of
@@ -478,17 +392,34 @@ std::vector<std::pair<int, int>> WarpSources(const cv::Mat& forward, int x, int 
   return sources;
 }
 
-TYPED_TEST(MatNullTyped, RotateNullsFollowTheContributingCellsAndTheOutside) {
+TYPED_TEST(MatTyped, RotateEqualsTheLibraryAndNullsFollowTheContributingCellsAndTheOutside) {
   using T = TypeParam;
+  auto clean = RandomMat<T>(30, 40, 0.0, 13, this->alloc_);
+  cv::Mat rotation = cv::getRotationMatrix2D(cv::Point2f(12.5f, 9), 27, 1.0);
+  cv::Mat expected;
+  cv::warpAffine(rv::AsCvMat(clean), expected, rotation, cv::Size(40, 30), cv::INTER_NEAREST,
+                 cv::BORDER_CONSTANT, cv::Scalar::all(double(Null<T>())));
+  EXPECT_EQ(Cells(clean.Rotate(12.5, 9, 27, false, rv::Interpolation::Nearest, this->alloc_)),
+            Cells<T>(expected));
+  // A quarter turn with a fitted output is the library's exact 90-degree rotation.
+  cv::rotate(rv::AsCvMat(clean), expected, cv::ROTATE_90_COUNTERCLOCKWISE);
+  EXPECT_EQ(Cells(clean.Rotate(3, 4, 90, true, rv::Interpolation::Nearest, this->alloc_)),
+            Cells<T>(expected));
+  if constexpr (!kHasNull<T>) {
+    cv::warpAffine(rv::AsCvMat(clean), expected, rotation, cv::Size(40, 30), cv::INTER_LINEAR);
+    EXPECT_EQ(Cells(clean.Rotate(12.5, 9, 27, false, rv::Interpolation::Linear, this->alloc_)),
+              Cells<T>(expected));
+    return;
+  }
   auto src = RandomMat<T>(30, 40, 0.05, 14, this->alloc_);
   for (double angle : {0.0, 17.0, -63.5, 180.0}) {
     auto out = src.Rotate(19, 14.5, angle, true, rv::Interpolation::Linear, this->alloc_);
     // The forward transform the rotation used: the fitted box starts at cell 0.
-    cv::Mat rotation = cv::getRotationMatrix2D(cv::Point2f(19, 14.5f), angle, 1.0);
+    rotation = cv::getRotationMatrix2D(cv::Point2f(19, 14.5f), angle, 1.0);
+    const double* m = rotation.ptr<double>();
     double minX = 1e300, minY = 1e300;
     for (double cx : {0.0, 39.0})
       for (double cy : {0.0, 29.0}) {
-        const double* m = rotation.ptr<double>();
         minX = std::min(minX, m[0] * cx + m[1] * cy + m[2]);
         minY = std::min(minY, m[3] * cx + m[4] * cy + m[5]);
       }
