@@ -10,11 +10,7 @@
 namespace {
 
 using namespace Ro::Vision;
-using rotest::MakeImage;
-using rotest::ReadImage;
-
-constexpr z16s N = -32768;
-constexpr double kNull = -DBL_MAX;
+using namespace rotest;
 
 class ImageConvert : public rotest::LeakCheckedTest {};
 

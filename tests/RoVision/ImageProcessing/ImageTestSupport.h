@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <zApi/zApi.h>
 
+#include <cfloat>
 #include <opencv2/core.hpp>
 #include <random>
 #include <type_traits>
@@ -20,6 +21,9 @@ namespace rotest {
 constexpr zStatus kInvalidArgument = -997;
 constexpr zStatus kNotSupported = -996;
 constexpr zStatus kIncompatible = -984;
+
+constexpr z16s N = -32768;          // the z16s null, for readable literals
+constexpr double kNull = -DBL_MAX;  // the z64f null
 
 template <class T>
 zType ZTypeOf() {

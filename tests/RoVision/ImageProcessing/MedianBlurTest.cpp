@@ -12,13 +12,7 @@
 namespace {
 
 using namespace Ro::Vision;
-using rotest::MakeImage;
-using rotest::MatOf;
-using rotest::RandomImage;
-using rotest::ReadImage;
-
-constexpr z16s N = -32768;
-constexpr double kNull = -DBL_MAX;
+using namespace rotest;
 
 template <class T>
 class MedianTyped : public rotest::LeakCheckedTest {};

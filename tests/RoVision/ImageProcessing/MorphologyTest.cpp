@@ -9,13 +9,7 @@
 namespace {
 
 using namespace Ro::Vision;
-using rotest::kInvalidArgument;
-using rotest::MakeImage;
-using rotest::MatOf;
-using rotest::RandomImage;
-using rotest::ReadImage;
-
-constexpr z16s N = -32768;  // the z16s null, for readable literals
+using namespace rotest;
 
 template <class T>
 class MorphologyTyped : public rotest::LeakCheckedTest {};

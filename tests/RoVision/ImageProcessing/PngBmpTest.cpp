@@ -19,45 +19,27 @@
 namespace {
 
 using namespace Ro::Vision;
-using rotest::MakeImage;
-using rotest::MatOf;
-using rotest::RandomImage;
-using rotest::ReadImage;
+using namespace rotest;
 
-constexpr z16s N = -32768;
+using Bytes = std::vector<unsigned char>;
+constexpr auto kPlain = ImageBufferForSavePng;
+constexpr auto kSpectrum = ImageBufferForSaveSpectrumPng;
 
-struct FreeDeleter {
-  void operator()(unsigned char* p) const { std::free(p); }
-};
-
-// An encoded PNG, released with free() as the library documents.
-struct Png {
-  std::unique_ptr<unsigned char, FreeDeleter> data;
+// The PNG that `save` encodes; the library's buffer is released with free() as documented.
+Bytes Encode(decltype(kPlain) save, void* image, zAlloc alloc = nullptr) {
+  unsigned char* buffer = nullptr;
   size_t size = 0;
-  std::vector<unsigned char> Bytes() const { return {data.get(), data.get() + size}; }
-};
-
-Png PlainPng(void* image, zAlloc alloc = nullptr) {
-  unsigned char* buffer = nullptr;
-  Png png;
-  ImageBufferForSavePng(image, buffer, png.size, alloc);
-  png.data.reset(buffer);
-  return png;
-}
-
-Png SpectrumPng(void* image, zAlloc alloc = nullptr) {
-  unsigned char* buffer = nullptr;
-  Png png;
-  ImageBufferForSaveSpectrumPng(image, buffer, png.size, alloc);
-  png.data.reset(buffer);
-  return png;
+  save(image, buffer, size, alloc);
+  Bytes bytes(buffer, buffer + size);
+  std::free(buffer);
+  return bytes;
 }
 
 std::string TempPath(const std::string& name) {
   return ::testing::TempDir() + "rovision_" + name;
 }
 
-std::vector<unsigned char> ReadFile(const std::string& path) {
+Bytes ReadFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
@@ -110,107 +92,82 @@ TEST(Spectrum, RampSegmentsAndNulls) {
 
 class PngIo : public rotest::LeakCheckedTest {};
 
-TEST_F(PngIo, PlainPngsDecodeInOpenCvToTheSamePixels) {
+TEST_F(PngIo, PlainPngsAreStoredAndDecodeInOpenCvToTheSamePixels) {
   Ty::Object<void*> grey = RandomImage<z8u>(33, 17, 1, 0.1);
   Ty::Object<void*> heights = RandomImage<z16s>(31, 9, 2, 0.1);
   Ty::Object<void*> unsignedHeights = RandomImage<z16u>(30, 11, 3, 0.1);
-  for (void* image : {grey.Get(), heights.Get(), unsignedHeights.Get()}) {
-    const Png png = PlainPng(image, alloc_);
-    const cv::Mat decoded = cv::imdecode(png.Bytes(), cv::IMREAD_UNCHANGED);
-    cv::Mat expected;
-    if (zImage_PixelType(image) == zTypeOf(z8u)) {
-      expected = MatOf<z8u>(image);
-    } else if (zImage_PixelType(image) == zTypeOf(z16u)) {
-      expected = MatOf<z16u>(image);
-    } else {
-      expected = MatOf<z16u>(Image16sTo16u(image)).clone();  // outlives the temporary image
-    }
+  Ty::Object<void*> shifted = Image16sTo16u(heights);
+  const std::pair<void*, cv::Mat> cases[] = {{grey, MatOf<z8u>(grey)},
+                                             {heights, MatOf<z16u>(shifted)},
+                                             {unsignedHeights, MatOf<z16u>(unsignedHeights)}};
+  for (const auto& [image, expected] : cases) {
+    const cv::Mat decoded = cv::imdecode(Encode(kPlain, image, alloc_), cv::IMREAD_UNCHANGED);
     EXPECT_TRUE(rotest::SameBits(decoded, expected)) << zType_Name(zImage_PixelType(image));
   }
   // Colour: zRgb24 and zArgb (with varying alpha) against OpenCV's BGR(A).
   Ty::Object<void*> rgb = MakeImage<zRgb24>({{{255, 0, 0}, {0, 255, 0}}, {{0, 0, 255}, {9, 8, 7}}});
-  cv::Mat rgbMat(2, 2, CV_8UC3, zImage_Data(rgb));
-  cv::Mat bgr;
-  cv::cvtColor(rgbMat, bgr, cv::COLOR_RGB2BGR);
-  EXPECT_TRUE(rotest::SameBits(cv::imdecode(PlainPng(rgb).Bytes(), cv::IMREAD_COLOR), bgr));
   Ty::Object<void*> argb =
       MakeImage<zArgb>({{{1, 2, 3, 4}, {5, 6, 7, 255}}, {{9, 9, 9, 0}, {1, 1, 1, 1}}});
-  cv::Mat rgbaMat(2, 2, CV_8UC4, zImage_Data(argb));
-  cv::Mat bgra;
-  cv::cvtColor(rgbaMat, bgra, cv::COLOR_RGBA2BGRA);
-  EXPECT_TRUE(rotest::SameBits(cv::imdecode(PlainPng(argb).Bytes(), cv::IMREAD_UNCHANGED), bgra));
-}
-
-TEST_F(PngIo, EncodingIsStoredWithTheCommentChunk) {
-  Ty::Object<void*> heights = RandomImage<z16s>(64, 32, 4, 0.0);
-  const Png png = PlainPng(heights);
+  cv::Mat bgr, bgra;
+  cv::cvtColor(cv::Mat(2, 2, CV_8UC3, zImage_Data(rgb)), bgr, cv::COLOR_RGB2BGR);
+  cv::cvtColor(cv::Mat(2, 2, CV_8UC4, zImage_Data(argb)), bgra, cv::COLOR_RGBA2BGRA);
+  EXPECT_TRUE(rotest::SameBits(cv::imdecode(Encode(kPlain, rgb), cv::IMREAD_COLOR), bgr));
+  EXPECT_TRUE(rotest::SameBits(cv::imdecode(Encode(kPlain, argb), cv::IMREAD_UNCHANGED), bgra));
   // Stored blocks cannot be smaller than the raw rows (a filter byte each).
-  EXPECT_GE(png.size, 32u * (64u * 2 + 1));
-  const std::string bytes(png.data.get(), png.data.get() + png.size);
-  EXPECT_NE(bytes.find("zTXtComment"), std::string::npos);
+  const Bytes png = Encode(kPlain, RandomImage<z16s>(64, 32, 4, 0.0));
+  EXPECT_GE(png.size(), 32u * (64u * 2 + 1));
+  EXPECT_NE(std::string(png.begin(), png.end()).find("zTXtComment"), std::string::npos);
 }
 
 TEST_F(PngIo, SpectrumPngDecodesToTheSpectrumColours) {
   Ty::Object<void*> heights = RandomImage<z16s>(40, 13, 5, 0.2);
-  const cv::Mat decoded = cv::imdecode(SpectrumPng(heights, alloc_).Bytes(), cv::IMREAD_COLOR);
+  const cv::Mat decoded = cv::imdecode(Encode(kSpectrum, heights, alloc_), cv::IMREAD_COLOR);
   EXPECT_TRUE(rotest::SameBits(decoded, SpectrumAsBgr(heights)));
   // z64f goes through the 16-bit conversion first.
   Ty::Object<void*> doubles = RandomImage<z64f>(12, 7, 6, 0.1);
-  const cv::Mat fromDoubles = cv::imdecode(SpectrumPng(doubles).Bytes(), cv::IMREAD_COLOR);
+  const cv::Mat fromDoubles = cv::imdecode(Encode(kSpectrum, doubles), cv::IMREAD_COLOR);
   EXPECT_TRUE(rotest::SameBits(fromDoubles, SpectrumAsBgr(Image64fTo16u(doubles))));
   // A flat map is transparent black.
-  Ty::Object<void*> flat = MakeImage<z16s>({{5, 5}, {N, 5}});
-  const cv::Mat transparent = cv::imdecode(SpectrumPng(flat).Bytes(), cv::IMREAD_UNCHANGED);
+  const cv::Mat transparent =
+      cv::imdecode(Encode(kSpectrum, MakeImage<z16s>({{5, 5}, {N, 5}})), cv::IMREAD_UNCHANGED);
   ASSERT_FALSE(transparent.empty());
   EXPECT_EQ(cv::countNonZero(transparent.reshape(1)), 0);
-  EXPECT_TY_THROW(SpectrumPng(MakeImage<z8u>({{1}})), rotest::kNotSupported,
+  EXPECT_TY_THROW(Encode(kSpectrum, MakeImage<z8u>({{1}})), rotest::kNotSupported,
                   "Ro::Vision::ImageBufferForSaveSpectrumPng");
 }
 
 TEST_F(PngIo, HeightMapSurvivesSaveAndLoadWithItsNulls) {
   Ty::Object<void*> heights = RandomImage<z16s>(45, 20, 7, 0.15);
-  const Png png = PlainPng(heights);
-  Ty::Object<void*> loaded;
-  ImageLoadPngFromBuffer(&loaded, png.data.get(), png.size, zTypeOf(z16u), alloc_);
+  const Bytes png = Encode(kPlain, heights);
+  Ty::Object<void*> loaded, fromFile, mono16, mono8, rgbLoaded;
+  ImageLoadPngFromBuffer(&loaded, png.data(), png.size(), zTypeOf(z16u), alloc_);
   EXPECT_EQ(zImage_PixelType(loaded), zTypeOf(z16s));
   EXPECT_EQ(ReadImage<z16s>(loaded), ReadImage<z16s>(heights));
-  loaded.Reset();
-
   const std::string path = TempPath("heights.png");
   ImageSavePng(heights, path.c_str(), alloc_);
-  Ty::Object<void*> fromFile;
   ImageLoadPng(&fromFile, path.c_str(), alloc_);
   EXPECT_EQ(ReadImage<z16s>(fromFile), ReadImage<z16s>(heights));
-  Ty::Object<void*> mono16;
   ImageLoadPng(mono16, TvPixelFormat_Mono16, path.c_str(), alloc_);
   EXPECT_EQ(ReadImage<z16u>(mono16), ReadImage<z16u>(Image16sTo16u(heights)));
-  fromFile.Reset();
-  mono16.Reset();
 
   Ty::Object<void*> grey = RandomImage<z8u>(9, 4, 8, 0.0);
   ImageSavePng(grey, path.c_str());
-  Ty::Object<void*> mono8;
   ImageLoadPng(mono8, TvPixelFormat_Mono8, path.c_str(), alloc_);
   EXPECT_EQ(ReadImage<z8u>(mono8), ReadImage<z8u>(grey));
   ImageLoadPng(&mono8, path.c_str(), alloc_);
   EXPECT_EQ(ReadImage<z8u>(mono8), ReadImage<z8u>(grey));
-  mono8.Reset();
-  Ty::Object<void*> rgb = MakeImage<zRgb24>({{{1, 2, 3}, {200, 100, 50}}});
-  ImageSavePng(rgb, path.c_str());
-  Ty::Object<void*> rgbLoaded;
+  ImageSavePng(MakeImage<zRgb24>({{{1, 2, 3}, {200, 100, 50}}}), path.c_str());
   ImageLoadPng(rgbLoaded, TvPixelFormat_Rgb8, path.c_str(), alloc_);
   const auto pixels = ReadImage<zRgb24>(rgbLoaded);
   EXPECT_EQ(pixels[0][1].r, 200);
   EXPECT_EQ(pixels[0][1].b, 50);
-  rgbLoaded.Reset();
   std::remove(path.c_str());
   EXPECT_TY_STATUS(ImageLoadPng(&rgbLoaded, path.c_str(), alloc_), zERROR_NOT_FOUND);
 }
 
 // IHDR claiming width x height 16-bit grey pixels, with a correct CRC, and nothing else.
-std::vector<unsigned char> HeaderOnlyPng(unsigned width, unsigned height) {
-  std::vector<unsigned char> png = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n',
-                                    0,    0,   0,   13,  'I',  'H',  'D',  'R'};
+Bytes HeaderOnlyPng(unsigned width, unsigned height) {
+  Bytes png = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n', 0, 0, 0, 13, 'I', 'H', 'D', 'R'};
   for (unsigned v : {width, height}) {
     for (int shift = 24; shift >= 0; shift -= 8)
       png.push_back(static_cast<unsigned char>(v >> shift));
@@ -226,16 +183,15 @@ std::vector<unsigned char> HeaderOnlyPng(unsigned width, unsigned height) {
 }
 
 TEST_F(PngIo, BrokenOrHostilePngsRaiseLodePngStatus) {
-  const Png png = PlainPng(RandomImage<z16s>(20, 10, 9, 0.1));
-  std::vector<unsigned char> corrupt = png.Bytes();
+  const Bytes png = Encode(kPlain, RandomImage<z16s>(20, 10, 9, 0.1));
+  Bytes corrupt = png;
   corrupt[corrupt.size() / 2] ^= 0x55;
-  const std::vector<unsigned char> truncated(png.data.get(), png.data.get() + png.size / 2);
-  const std::vector<unsigned char> cases[] = {corrupt,
-                                              truncated,
-                                              {png.data.get(), png.data.get() + 20},
-                                              std::vector<unsigned char>(64, 7),
-                                              HeaderOnlyPng(20000, 20000),
-                                              HeaderOnlyPng(100000, 100000)};
+  const Bytes cases[] = {corrupt,
+                         Bytes(png.begin(), png.begin() + png.size() / 2),
+                         Bytes(png.begin(), png.begin() + 20),
+                         Bytes(64, 7),
+                         HeaderOnlyPng(20000, 20000),
+                         HeaderOnlyPng(100000, 100000)};
   for (const auto& bytes : cases) {
     Ty::Object<void*> out;
     auto caught = rotest::CatchTy(
@@ -248,27 +204,28 @@ TEST_F(PngIo, BrokenOrHostilePngsRaiseLodePngStatus) {
   const auto huge = HeaderOnlyPng(20000, 20000);
   Ty::Object<void*> out;
   EXPECT_TY_STATUS(ImageLoadPngFromBuffer(&out, huge.data(), huge.size(), zTypeOf(z16u)), 91);
-  EXPECT_TY_THROW(ImageLoadPngFromBuffer(&out, png.data.get(), png.size, zTypeOf(z64f)),
+  EXPECT_TY_THROW(ImageLoadPngFromBuffer(&out, png.data(), png.size(), zTypeOf(z64f)),
                   rotest::kNotSupported, "Ro::Vision::ImageLoadPngFromBuffer");
-  EXPECT_TY_STATUS(PlainPng(MakeImage<z64f>({{1}})), rotest::kNotSupported);
+  EXPECT_TY_STATUS(Encode(kPlain, MakeImage<z64f>({{1}})), rotest::kNotSupported);
 }
 
 TEST_F(PngIo, FailingAllocationsRaiseThePlatformStatus) {
   Ty::Object<void*> heights = RandomImage<z16s>(12, 6, 10, 0.1);
-  const Png png = PlainPng(heights);
-  rotest::ExpectEveryAllocationFailureRaised(alloc_, [&] { PlainPng(heights, alloc_); });
-  rotest::ExpectEveryAllocationFailureRaised(alloc_, [&] { SpectrumPng(heights, alloc_); });
-  rotest::ExpectEveryAllocationFailureRaised(alloc_,
-                                             [&] { ImageToSpectrumImage(heights, alloc_); });
-  rotest::ExpectEveryAllocationFailureRaised(alloc_, [&] {
-    Ty::Object<void*> out;
-    ImageLoadPngFromBuffer(&out, png.data.get(), png.size, zTypeOf(z16u), alloc_);
-  });
+  const Bytes png = Encode(kPlain, heights);
+  for (auto action : std::vector<std::function<void()>>{
+           [&] { Encode(kPlain, heights, alloc_); }, [&] { Encode(kSpectrum, heights, alloc_); },
+           [&] { ImageToSpectrumImage(heights, alloc_); },
+           [&] {
+             Ty::Object<void*> out;
+             ImageLoadPngFromBuffer(&out, png.data(), png.size(), zTypeOf(z16u), alloc_);
+           }}) {
+    rotest::ExpectEveryAllocationFailureRaised(alloc_, action);
+  }
 }
 
 class BmpIo : public rotest::LeakCheckedTest {};
 
-std::uint32_t Read32(const std::vector<unsigned char>& b, size_t at) {
+std::uint32_t Read32(const Bytes& b, size_t at) {
   return b[at] | (b[at + 1] << 8) | (b[at + 2] << 16) | (std::uint32_t{b[at + 3]} << 24);
 }
 
@@ -278,7 +235,7 @@ TEST_F(BmpIo, SpectrumBmpIsReadByOpenCvWithPaddedRows) {
     SCOPED_TRACE(width);
     Ty::Object<void*> heights = RandomImage<z16s>(width, 3, static_cast<unsigned>(width), 0.2);
     ImageSaveSpectrumBmp(heights, path.c_str(), alloc_);
-    const std::vector<unsigned char> file = ReadFile(path);
+    const Bytes file = ReadFile(path);
     const size_t padding = (4 - (width * 3) % 4) % 4;
     const size_t imageBytes = (width * 3 + padding) * 3;
     ASSERT_EQ(file.size(), 54 + imageBytes);
