@@ -50,6 +50,29 @@ Ty::Object<void*> MakeImage(const std::vector<std::vector<T>>& rows, zAlloc allo
   return Ty::Object<void*>(image);
 }
 
+// A width x height image whose pixel (x, y) is value(x, y), filled row by row.
+template <class T, class F>
+Ty::Object<void*> ImageFrom(int width, int height, F value, zAlloc alloc = nullptr) {
+  zImage image = nullptr;
+  EXPECT_EQ(zImage_Construct(&image, ZTypeOf<T>(), zSize(width), zSize(height), alloc), zOK);
+  for (int y = 0; y < height; ++y) {
+    T* row = static_cast<T*>(zImage_Row(image, zSize(y)));
+    for (int x = 0; x < width; ++x) row[x] = static_cast<T>(value(x, y));
+  }
+  return Ty::Object<void*>(image);
+}
+
+template <class T>
+Ty::Object<void*> Blank(int width, int height, zAlloc alloc = nullptr) {
+  return ImageFrom<T>(
+      width, height, [](int, int) { return 0; }, alloc);
+}
+
+template <class T>
+T* RowOf(void* image, int y) {
+  return static_cast<T*>(zImage_Row(image, zSize(y)));
+}
+
 template <class T>
 std::vector<std::vector<T>> ReadImage(void* image) {
   std::vector<std::vector<T>> rows(zImage_Height(image));
