@@ -25,6 +25,9 @@ constexpr zStatus kIncompatible = -984;
 constexpr z16s N = -32768;          // the z16s null, for readable literals
 constexpr double kNull = -DBL_MAX;  // the z64f null
 
+template <class T>
+using Grid = std::vector<std::vector<T>>;
+
 // A width x height image whose pixel (x, y) is value(x, y), filled row by row.
 template <class T, class F>
 Ty::Object<void*> ImageFrom(int width, int height, F value, zAlloc alloc = nullptr) {
