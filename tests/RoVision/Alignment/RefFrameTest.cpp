@@ -58,12 +58,10 @@ TEST(RefFrame, DefaultIsIdentityAndIdentityToleranceIsMachineEpsilon) {
   rv::RefFrame f;
   EXPECT_TRUE(f.IsIdentity());
   EXPECT_EQ(Fields(f), (std::vector<double>{1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0}));
-  for (auto [ty, kz, identity] : {std::tuple{1e-16, 1.0, true},
-                                  {3e-16, 1.0, false},
-                                  {0.0, 1 + 4.5e-16, false},
-                                  {0.0, kNull, false}}) {
+  const double cases[][3] = {{1e-16, 1, 1}, {3e-16, 1, 0}, {0, 1 + 4.5e-16, 0}, {0, kNull, 0}};
+  for (const auto& [ty, kz, identity] : cases) {  // identity: 1 for true
     f.SetTy(ty), f.SetKz(kz);
-    EXPECT_EQ(f.IsIdentity(), identity) << ty << " " << kz;
+    EXPECT_EQ(f.IsIdentity(), identity == 1) << ty << " " << kz;
   }
 }
 
@@ -160,13 +158,9 @@ TEST(RefFrame, ScaleComposesAlongTheWorldAxesAndReadsBack) {
 }
 
 TEST(RefFrame, RotateFromNormalCarriesZOntoTheNormal) {
-  for (auto [nx, ny, nz] : {std::tuple{0.0, 0.0, 1.0},
-                            {1.0, 0.0, 0.0},
-                            {1.0, 2.0, 3.0},
-                            {-0.3, 0.1, -2.0},
-                            {0.0, -1.0, 1e-3}}) {
-    rv::RefFrame f = Nines();
-    f.Rotate(nx, ny, nz);
+  const double normals[][3] = {{0, 0, 1}, {1, 0, 0}, {1, 2, 3}, {-0.3, 0.1, -2}, {0, -1, 1e-3}};
+  for (const auto& [nx, ny, nz] : normals) {
+    const rv::RefFrame f = Nines().Rotate(nx, ny, nz);
     const double n = std::sqrt(nx * nx + ny * ny + nz * nz);
     rotest::ExpectNear3(f.GetColumn(2), nx / n, ny / n, nz / n, kTight);
     // A rotation: orthonormal columns, no translation, and the horizontal axis perpendicular to
