@@ -28,6 +28,12 @@ constexpr double kNull = -DBL_MAX;  // the z64f null
 template <class T>
 using Grid = std::vector<std::vector<T>>;
 
+// Rows and columns of a grid.
+template <class T>
+std::pair<int, int> Shape(const Grid<T>& g) {
+  return {int(g.size()), g.empty() ? 0 : int(g[0].size())};
+}
+
 // A width x height image whose pixel (x, y) is value(x, y), filled row by row.
 template <class T, class F>
 Ty::Object<void*> ImageFrom(int width, int height, F value, zAlloc alloc = nullptr) {
