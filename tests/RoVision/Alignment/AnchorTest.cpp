@@ -175,7 +175,7 @@ TEST(AnchorRegion, SpaceRegionAnglesFollowTheAnchorAxisByAxis) {
             (std::vector<double>{1, 2, 3, 5, -10, 20}));
 }
 
-TEST(AnchorPolygon, CornersMoveAsRegionPoints) {
+TEST(AnchorPolygon, CornersMoveAsRegionPointsAndWithTheirRectangle) {
   const rv::Anchor a = MakeAnchor(3, -4, 5, 20, 30, 40);
   std::vector<rv::Point2d<double>> poly2 = {{0, 0}, {2, 0}, {2, 1}};
   const std::vector<rv::Point2d<double>> nominal2 = poly2;
@@ -197,16 +197,13 @@ TEST(AnchorPolygon, CornersMoveAsRegionPoints) {
   rv::AnchorPolygon(a, rv::kRotationOrderXYZ, poly3, &out3);
   ASSERT_EQ(out3.size(), 2u);
   ExpectPointNear(out3[1], ReferenceAnchorMap(a, 0, poly3[1]));
-}
-
-TEST(AnchorPolygon, PlaneRegionAndItsCornersMoveTogether) {
   // Anchoring a rectangle's corner polygon gives the corner polygon of the anchored rectangle.
-  const rv::Anchor a = MakeAnchor(3, -4, kNull, kNull, kNull, 40);
+  const rv::Anchor turn = MakeAnchor(3, -4, kNull, kNull, kNull, 40);
   const rv::Region2d<double> region = Region2(1, 2, 15);
   std::vector<rv::Point2d<double>> corners, anchoredCorners;
   rv::ExtractPolygonFromRect(region, &corners);
-  rv::AnchorPolygon(a, corners, &corners);
-  rv::ExtractPolygonFromRect(Anchored(a, region), &anchoredCorners);
+  rv::AnchorPolygon(turn, corners, &corners);
+  rv::ExtractPolygonFromRect(Anchored(turn, region), &anchoredCorners);
   ASSERT_EQ(corners.size(), 4u);
   for (size_t i = 0; i < corners.size(); ++i)
     ExpectFieldsNear({corners[i].x, corners[i].y}, {anchoredCorners[i].x, anchoredCorners[i].y},
@@ -220,9 +217,8 @@ TEST(AnchorPointSetRegion, MapsEveryPointByTheAnchorTransform) {
   rv::AnchorPointSetRegion(a, rv::kRotationOrderZYX, points.data(), points.size(), points.data());
   rv::Anchor shifted = a;
   shifted.y = 0;  // the reference map has no unset offsets
-  for (size_t i = 0; i < points.size(); ++i) {
+  for (size_t i = 0; i < points.size(); ++i)
     ExpectPointNear(points[i], ReferenceAnchorMap(shifted, 1, nominal[i]));
-  }
 }
 
 TEST(AnchorSectors, CentreMovesAndAnchoredPointsStayInside) {
@@ -239,10 +235,9 @@ TEST(AnchorSectors, CentreMovesAndAnchoredPointsStayInside) {
   rv::AnchorEllipticalSector(a, rv::kRotationOrderXYZ, elliptical, &ellipticalOut);
   ExpectPointNear(annularOut.center, f.Apply(annular.center));
   ExpectPointNear(ellipticalOut.center, f.Apply(elliptical.center));
-  EXPECT_EQ(annularOut.startAngle, 90);
-  EXPECT_EQ(annularOut.angleSpan, 50);
-  EXPECT_EQ(ellipticalOut.startAngle, 10);
-  EXPECT_EQ(ellipticalOut.angleZ, 95);
+  EXPECT_EQ((std::vector<double>{annularOut.startAngle, annularOut.angleSpan,
+                                 ellipticalOut.startAngle, ellipticalOut.angleZ}),
+            (std::vector<double>{90, 50, 10, 95}));
 
   std::mt19937 random(2);
   std::uniform_real_distribution<double> coordinate(-3, 5);
