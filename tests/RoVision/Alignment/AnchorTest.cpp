@@ -69,27 +69,18 @@ void ExpectFieldsNear(const std::vector<double>& a, const std::vector<double>& b
   for (size_t i = 0; i < a.size(); ++i) EXPECT_NEAR(a[i], b[i], kTolerance) << what << " " << i;
 }
 
-// The region moved by the anchor (Anchored) or moved back (Unanchored).
-template <class R>
-R Anchored(const rv::Anchor& a, const R& r) {
+// The region moved by the anchor (Anchored) or moved back (Unanchored); 3D regions take a
+// rotation order after the region.
+template <class R, class... Order>
+R Anchored(const rv::Anchor& a, const R& r, Order... order) {
   R out;
-  rv::AnchorRegion(a, r, &out);
+  rv::AnchorRegion(a, static_cast<rv::RotationOrder>(order)..., r, &out);
   return out;
 }
-template <class R>
-R Unanchored(const rv::Anchor& a, const R& r) {
+template <class R, class... Order>
+R Unanchored(const rv::Anchor& a, const R& r, Order... order) {
   R out;
-  rv::AnchorRegionInv(a, r, &out);
-  return out;
-}
-rv::Region3d<double> Anchored(const rv::Anchor& a, int order, const rv::Region3d<double>& r) {
-  rv::Region3d<double> out;
-  rv::AnchorRegion(a, static_cast<rv::RotationOrder>(order), r, &out);
-  return out;
-}
-rv::Region3d<double> Unanchored(const rv::Anchor& a, int order, const rv::Region3d<double>& r) {
-  rv::Region3d<double> out;
-  rv::AnchorRegionInv(a, static_cast<rv::RotationOrder>(order), r, &out);
+  rv::AnchorRegionInv(a, static_cast<rv::RotationOrder>(order)..., r, &out);
   return out;
 }
 
@@ -132,7 +123,7 @@ TEST(AnchorRegion, UnsetAnchorLeavesEverythingUnchanged) {
   EXPECT_EQ(Fields(Unanchored(none, rv::RegionXZ<double>{1, 2, 3, 4, 5})),
             (std::vector<double>{1, 2, 3, 4, 5}));
   for (int order : {0, 1}) {
-    const rv::Region3d<double> r3 = Anchored(none, order, Region3(1, 2, 3));
+    const rv::Region3d<double> r3 = Anchored(none, Region3(1, 2, 3), order);
     EXPECT_EQ((std::vector<double>{r3.x, r3.y, r3.z, r3.angleX, r3.angleY, r3.angleZ}),
               (std::vector<double>{1, 2, 3, 5, -10, 20}));
     rv::Point3d<double> point{1, 2, 3}, moved;
@@ -153,7 +144,7 @@ TEST(AnchorRegion, InverseUndoesTheAnchoring) {
     ExpectFieldsNear(Fields(Unanchored(a, Anchored(a, rxz))), Fields(rxz), "X/Z round trip");
     for (int order : {0, 1, 3}) {
       const rv::Region3d<double> r3 = Region3(value(random), value(random), value(random));
-      const rv::Region3d<double> there = Anchored(a, order, r3), back = Unanchored(a, order, there);
+      const rv::Region3d<double> there = Anchored(a, r3, order), back = Unanchored(a, there, order);
       ExpectPointNear(Centre(there), ReferenceAnchorMap(a, order, Centre(r3)), "3D centre");
       ExpectPointNear(Centre(back), Centre(r3), "3D round trip");
       EXPECT_NEAR(back.angleX, r3.angleX, 1e-11);
@@ -165,12 +156,12 @@ TEST(AnchorRegion, InverseUndoesTheAnchoring) {
 
 TEST(AnchorRegion, SpaceRegionAnglesFollowTheAnchorAxisByAxis) {
   const rv::Anchor a = MakeAnchor(1, 2, 3, 4, kNull, 6);
-  const rv::Region3d<double> turned = Anchored(a, rv::kRotationOrderZYX, Region3(0, 0, 0));
+  const rv::Region3d<double> turned = Anchored(a, Region3(0, 0, 0), rv::kRotationOrderZYX);
   // Unset ry does not act.
   EXPECT_EQ((std::vector<double>{turned.angleX, turned.angleY, turned.angleZ}),
             (std::vector<double>{5 + 4, -10, 20 + 6}));
   // An order without rotation leaves the angles and only shifts.
-  const rv::Region3d<double> out = Anchored(a, 2, Region3(0, 0, 0));
+  const rv::Region3d<double> out = Anchored(a, Region3(0, 0, 0), 2);
   EXPECT_EQ((std::vector<double>{out.x, out.y, out.z, out.angleX, out.angleY, out.angleZ}),
             (std::vector<double>{1, 2, 3, 5, -10, 20}));
 }
