@@ -6,9 +6,7 @@
 #include <cfloat>
 #include <cmath>
 #include <cstring>
-#include <functional>
 #include <random>
-#include <tuple>
 #include <vector>
 
 #ifdef RO_HAVE_EIGEN

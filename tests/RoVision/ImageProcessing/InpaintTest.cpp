@@ -29,9 +29,18 @@ z16s* Row(void* image, int y) {
   return rotest::RowOf<z16s>(image, y);
 }
 
-// The filled cell is within one height step of the plane.
-void ExpectOnPlane(z16s after, int x, int y) {
-  ASSERT_LE(std::abs(after - std::lround(Plane(x, y))), 1) << x << "," << y;
+// The cells to fill come back within one height step of the plane; the others keep their bits.
+template <class ToFill>
+void ExpectFilledFromThePlane(void* image, void* filled, ToFill toFill) {
+  for (int y = 0; y < kHeight; ++y) {
+    for (int x = 0; x < kWidth; ++x) {
+      const z16s before = Row(image, y)[x], after = Row(filled, y)[x];
+      if (toFill(x, y))
+        ASSERT_LE(std::abs(after - std::lround(Plane(x, y))), 1) << x << "," << y;
+      else
+        ASSERT_EQ(after, before) << x << "," << y;
+    }
+  }
 }
 
 // A steep tilted plane with two round holes and scattered null cells, some on the frame.
@@ -56,16 +65,8 @@ TEST_F(InpaintTest, RestoresAPlaneWithinOneStepAndKeepsValidCells) {
   ASSERT_GT(std::count(data, data + kWidth * kHeight, N), 150);
   for (auto method : {kTelea, kNavierStokes}) {
     SCOPED_TRACE(int(method));
-    auto filled = rv::Inpaint(image, nullptr, 5, method, alloc_);
-    for (int y = 0; y < kHeight; ++y) {
-      for (int x = 0; x < kWidth; ++x) {
-        const z16s before = Row(image, y)[x], after = Row(filled, y)[x];
-        if (before != N)
-          ASSERT_EQ(after, before) << x << "," << y;
-        else
-          ExpectOnPlane(after, x, y);
-      }
-    }
+    ExpectFilledFromThePlane(image, rv::Inpaint(image, nullptr, 5, method, alloc_),
+                             [&](int x, int y) { return Row(image, y)[x] == N; });
   }
 }
 
@@ -75,16 +76,8 @@ TEST_F(InpaintTest, MaskCellsAreFilledTooAndNullsOutsideItAreNotSources) {
   const auto spike = [](int x, int y) { return y >= 40 && y < 45 && x >= 70 && x < 75; };
   auto mask = ImageFrom<z8u>(kWidth, kHeight, spike, alloc_);
   for (int y = 40; y < 45; ++y) std::fill(Row(image, y) + 70, Row(image, y) + 75, 30000);
-  auto filled = rv::Inpaint(image, mask, 4, kTelea, alloc_);
-  for (int y = 0; y < kHeight; ++y) {
-    for (int x = 0; x < kWidth; ++x) {
-      const z16s after = Row(filled, y)[x];
-      if (Row(image, y)[x] == N || spike(x, y))
-        ExpectOnPlane(after, x, y);
-      else
-        ASSERT_EQ(after, Row(image, y)[x]);
-    }
-  }
+  ExpectFilledFromThePlane(image, rv::Inpaint(image, mask, 4, kTelea, alloc_),
+                           [&](int x, int y) { return Row(image, y)[x] == N || spike(x, y); });
 }
 
 TEST_F(InpaintTest, NothingToFillGivesAnEqualCopyAndRoundingStaysOffTheNull) {
