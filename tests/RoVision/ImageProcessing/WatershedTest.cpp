@@ -96,15 +96,13 @@ TEST_F(WatershedTest, TouchingConesGiveOneBasinEachAndLinesWhereTheyMeet) {
 
 TEST_F(WatershedTest, AgreesWithThe8BitWatershedOnWellSeparatedBasins) {
   auto heights = Cones({{30, 35}, {70, 35}}, false, alloc_);
-  const auto marker = [](int x, int y) { return y == 35 ? (x == 30) + 2 * (x == 70) : 0; };
-  auto markers = ImageFrom<z32s>(kWidth, kHeight, marker, alloc_);
-  cv::Mat cvMarkers(kHeight, kWidth, CV_32S), gray(kHeight, kWidth, CV_8U), colour;
-  for (int y = 0; y < kHeight; ++y) {
-    for (int x = 0; x < kWidth; ++x) {
-      cvMarkers.at<int>(y, x) = marker(x, y);
+  auto markers = ImageFrom<z32s>(
+      kWidth, kHeight, [](int x, int y) { return y == 35 ? (x == 30) + 2 * (x == 70) : 0; },
+      alloc_);
+  cv::Mat cvMarkers = rotest::MatOf<z32s>(markers).clone(), gray(kHeight, kWidth, CV_8U), colour;
+  for (int y = 0; y < kHeight; ++y)
+    for (int x = 0; x < kWidth; ++x)
       gray.at<uchar>(y, x) = cv::saturate_cast<uchar>((RowOf<z16s>(heights, y)[x] + 3000) / 16);
-    }
-  }
   cv::cvtColor(gray, colour, cv::COLOR_GRAY2BGR);
   cv::watershed(colour, cvMarkers);
   auto labels = rv::ImageWatershedSegmentation(heights, markers, rv::WatershedOptions{}, alloc_);
