@@ -51,18 +51,37 @@ void ExpectPointNear(const rv::Point3d<double>& a, const rv::Point3d<double>& b,
   rotest::ExpectNear3(a, b.x, b.y, b.z, kTolerance, what);
 }
 
-// The fields of the plane and X/Z regions in order, for whole-record comparisons.
+// The fields of the plane and X/Z regions in order, for whole-record comparisons; the centre of
+// a 3D region.
 std::vector<double> Fields(const rv::Region2d<double>& r) {
   return {r.x, r.y, r.width, r.length, r.angle};
 }
 std::vector<double> Fields(const rv::RegionXZ<double>& r) {
   return {r.x, r.z, r.width, r.height, r.angle};
 }
+rv::Point3d<double> Centre(const rv::Region3d<double>& r) {
+  return {r.x, r.y, r.z};
+}
 
 void ExpectFieldsNear(const std::vector<double>& a, const std::vector<double>& b,
                       const std::string& what) {
   ASSERT_EQ(a.size(), b.size());
   for (size_t i = 0; i < a.size(); ++i) EXPECT_NEAR(a[i], b[i], kTolerance) << what << " " << i;
+}
+
+// The region moved by the anchor (Anchored) or moved back (Unanchored); 3D regions take a
+// rotation order after the region.
+template <class R, class... Order>
+R Anchored(const rv::Anchor& a, const R& r, Order... order) {
+  R out;
+  rv::AnchorRegion(a, static_cast<rv::RotationOrder>(order)..., r, &out);
+  return out;
+}
+template <class R, class... Order>
+R Unanchored(const rv::Anchor& a, const R& r, Order... order) {
+  R out;
+  rv::AnchorRegionInv(a, static_cast<rv::RotationOrder>(order)..., r, &out);
+  return out;
 }
 
 TEST(CreateAnchorTransform, RotatesThenTranslatesInTheGivenOrder) {
@@ -79,65 +98,37 @@ TEST(CreateAnchorTransform, RotatesThenTranslatesInTheGivenOrder) {
 }
 
 TEST(AnchorRegion, PlaneAndXZRegionsTurnAboutTheOriginThenShift) {
+  const rv::Region2d<double> plane = Region2(1, 0, 5);
   const rv::RegionXZ<double> xz{1, 0, 4, 6, 10};
-  struct Case {
-    const char* name;
-    rv::Anchor anchor;
-    bool alongXZ;
-    std::vector<double> expected;  // the fields of the anchored region
-  };
-  const Case cases[] = {
-      {"quarter turn then shift",
-       MakeAnchor(10, 0, kNull, kNull, kNull, 90),
-       false,
-       {10, 1, 4, 6, 95}},
-      {"unset turn: shift only",
-       MakeAnchor(10, 0, kNull, kNull, kNull, kNull),
-       false,
-       {11, 0, 4, 6, 5}},
-      {"unset anchor", rv::Anchor(), false, {1, 0, 4, 6, 5}},
-      {"X/Z angle turns the other way",
-       MakeAnchor(10, kNull, 0, kNull, 30, kNull),
-       true,
-       {10 + std::cos(M_PI / 6), std::sin(M_PI / 6), 4, 6, -20}},
-      {"X/Z quarter turn", MakeAnchor(10, kNull, 0, kNull, 90, kNull), true, {10, 1, 4, 6, -80}},
-      {"y and rz play no part in X/Z",
-       MakeAnchor(kNull, 7, 2, kNull, kNull, 45),
-       true,
-       {1, 2, 4, 6, 10}},
-  };
-  for (const Case& c : cases) {
-    if (c.alongXZ) {
-      rv::RegionXZ<double> out;
-      rv::AnchorRegion(c.anchor, xz, &out);
-      ExpectFieldsNear(Fields(out), c.expected, c.name);
-    } else {
-      rv::Region2d<double> out;
-      rv::AnchorRegion(c.anchor, Region2(1, 0, 5), &out);
-      ExpectFieldsNear(Fields(out), c.expected, c.name);
-    }
-  }
+  ExpectFieldsNear(Fields(Anchored(MakeAnchor(10, 0, kNull, kNull, kNull, 90), plane)),
+                   {10, 1, 4, 6, 95}, "quarter turn then shift");
+  ExpectFieldsNear(Fields(Anchored(MakeAnchor(10, 0, kNull, kNull, kNull, kNull), plane)),
+                   {11, 0, 4, 6, 5}, "unset turn: shift only");
+  ExpectFieldsNear(Fields(Anchored(rv::Anchor(), plane)), {1, 0, 4, 6, 5}, "unset anchor");
+  ExpectFieldsNear(Fields(Anchored(MakeAnchor(10, kNull, 0, kNull, 30, kNull), xz)),
+                   {10 + std::cos(M_PI / 6), std::sin(M_PI / 6), 4, 6, -20},
+                   "X/Z angle turns the other way");
+  ExpectFieldsNear(Fields(Anchored(MakeAnchor(10, kNull, 0, kNull, 90, kNull), xz)),
+                   {10, 1, 4, 6, -80}, "X/Z quarter turn");
+  ExpectFieldsNear(Fields(Anchored(MakeAnchor(kNull, 7, 2, kNull, kNull, 45), xz)),
+                   {1, 2, 4, 6, 10}, "y and rz play no part in X/Z");
   // With an offset missing there is no turn, only the shift that is set; an unset region angle
   // stays unset.
-  rv::Region2d<double> out;
-  rv::AnchorRegion(MakeAnchor(kNull, 2, kNull, kNull, kNull, 30), Region2(1, 1, kNull), &out);
-  EXPECT_EQ(Fields(out), (std::vector<double>{1, 3, 4, 6, kNull}));
+  EXPECT_EQ(Fields(Anchored(MakeAnchor(kNull, 2, kNull, kNull, kNull, 30), Region2(1, 1, kNull))),
+            (std::vector<double>{1, 3, 4, 6, kNull}));
 }
 
 TEST(AnchorRegion, UnsetAnchorLeavesEverythingUnchanged) {
   const rv::Anchor none;
-  rv::RegionXZ<double> rxz;
-  rv::AnchorRegionInv(none, rv::RegionXZ<double>{1, 2, 3, 4, 5}, &rxz);
-  EXPECT_EQ(Fields(rxz), (std::vector<double>{1, 2, 3, 4, 5}));
+  EXPECT_EQ(Fields(Unanchored(none, rv::RegionXZ<double>{1, 2, 3, 4, 5})),
+            (std::vector<double>{1, 2, 3, 4, 5}));
   for (int order : {0, 1}) {
-    rv::Region3d<double> r3;
-    rv::AnchorRegion(none, static_cast<rv::RotationOrder>(order), Region3(1, 2, 3), &r3);
+    const rv::Region3d<double> r3 = Anchored(none, Region3(1, 2, 3), order);
     EXPECT_EQ((std::vector<double>{r3.x, r3.y, r3.z, r3.angleX, r3.angleY, r3.angleZ}),
               (std::vector<double>{1, 2, 3, 5, -10, 20}));
-    std::vector<rv::Point3d<double>> points = {{1, 2, 3}}, moved(1);
-    rv::AnchorPointSetRegion(none, static_cast<rv::RotationOrder>(order), points.data(), 1,
-                             moved.data());
-    EXPECT_EQ(moved[0].y, 2);
+    rv::Point3d<double> point{1, 2, 3}, moved;
+    rv::AnchorPointSetRegion(none, static_cast<rv::RotationOrder>(order), &point, 1, &moved);
+    EXPECT_EQ(moved.y, 2);
   }
 }
 
@@ -148,65 +139,48 @@ TEST(AnchorRegion, InverseUndoesTheAnchoring) {
     const rv::Anchor a = MakeAnchor(value(random), value(random), value(random), angle(random),
                                     angle(random), angle(random));
     const rv::Region2d<double> r2 = Region2(value(random), value(random), angle(random));
-    rv::Region2d<double> there2, back2;
-    rv::AnchorRegion(a, r2, &there2);
-    rv::AnchorRegionInv(a, there2, &back2);
-    ExpectFieldsNear(Fields(back2), Fields(r2), "plane round trip");
-
+    ExpectFieldsNear(Fields(Unanchored(a, Anchored(a, r2))), Fields(r2), "plane round trip");
     const rv::RegionXZ<double> rxz{value(random), value(random), 3, 4, angle(random)};
-    rv::RegionXZ<double> therexz, backxz;
-    rv::AnchorRegion(a, rxz, &therexz);
-    rv::AnchorRegionInv(a, therexz, &backxz);
-    ExpectFieldsNear(Fields(backxz), Fields(rxz), "X/Z round trip");
-
+    ExpectFieldsNear(Fields(Unanchored(a, Anchored(a, rxz))), Fields(rxz), "X/Z round trip");
     for (int order : {0, 1, 3}) {
-      const auto o = static_cast<rv::RotationOrder>(order);
       const rv::Region3d<double> r3 = Region3(value(random), value(random), value(random));
-      rv::Region3d<double> there3, back3;
-      rv::AnchorRegion(a, o, r3, &there3);
-      ExpectPointNear(rv::Point3d<double>{there3.x, there3.y, there3.z},
-                      ReferenceAnchorMap(a, order, rv::Point3d<double>{r3.x, r3.y, r3.z}),
-                      "3D centre");
-      rv::AnchorRegionInv(a, o, there3, &back3);
-      ExpectPointNear(rv::Point3d<double>{back3.x, back3.y, back3.z},
-                      rv::Point3d<double>{r3.x, r3.y, r3.z}, "3D round trip");
-      EXPECT_NEAR(back3.angleX, r3.angleX, 1e-11);
-      EXPECT_NEAR(back3.angleZ, r3.angleZ, 1e-11);
-      EXPECT_EQ(back3.height, r3.height);
+      const rv::Region3d<double> there = Anchored(a, r3, order), back = Unanchored(a, there, order);
+      ExpectPointNear(Centre(there), ReferenceAnchorMap(a, order, Centre(r3)), "3D centre");
+      ExpectPointNear(Centre(back), Centre(r3), "3D round trip");
+      EXPECT_NEAR(back.angleX, r3.angleX, 1e-11);
+      EXPECT_NEAR(back.angleZ, r3.angleZ, 1e-11);
+      EXPECT_EQ(back.height, r3.height);
     }
   }
 }
 
 TEST(AnchorRegion, SpaceRegionAnglesFollowTheAnchorAxisByAxis) {
   const rv::Anchor a = MakeAnchor(1, 2, 3, 4, kNull, 6);
-  rv::Region3d<double> out;
-  rv::AnchorRegion(a, rv::kRotationOrderZYX, Region3(0, 0, 0), &out);
+  const rv::Region3d<double> turned = Anchored(a, Region3(0, 0, 0), rv::kRotationOrderZYX);
   // Unset ry does not act.
-  EXPECT_EQ((std::vector<double>{out.angleX, out.angleY, out.angleZ}),
+  EXPECT_EQ((std::vector<double>{turned.angleX, turned.angleY, turned.angleZ}),
             (std::vector<double>{5 + 4, -10, 20 + 6}));
   // An order without rotation leaves the angles and only shifts.
-  rv::AnchorRegion(a, static_cast<rv::RotationOrder>(2), Region3(0, 0, 0), &out);
+  const rv::Region3d<double> out = Anchored(a, Region3(0, 0, 0), 2);
   EXPECT_EQ((std::vector<double>{out.x, out.y, out.z, out.angleX, out.angleY, out.angleZ}),
             (std::vector<double>{1, 2, 3, 5, -10, 20}));
 }
 
-TEST(AnchorPolygon, CornersMoveAsRegionPoints) {
+TEST(AnchorPolygon, CornersMoveAsRegionPointsAndWithTheirRectangle) {
   const rv::Anchor a = MakeAnchor(3, -4, 5, 20, 30, 40);
   std::vector<rv::Point2d<double>> poly2 = {{0, 0}, {2, 0}, {2, 1}};
   const std::vector<rv::Point2d<double>> nominal2 = poly2;
   rv::AnchorPolygon(a, poly2, &poly2);  // in place
   ASSERT_EQ(poly2.size(), 3u);
   for (size_t i = 0; i < poly2.size(); ++i) {
-    rv::Region2d<double> moved;
-    rv::AnchorRegion(a, Region2(nominal2[i].x, nominal2[i].y, 0), &moved);
+    const rv::Region2d<double> moved = Anchored(a, Region2(nominal2[i].x, nominal2[i].y, 0));
     EXPECT_EQ((std::pair{poly2[i].x, poly2[i].y}), (std::pair{moved.x, moved.y})) << i;
   }
   const std::vector<rv::PointXZ<double>> polyxz = {{1, 1}, {-2, 3}};
   std::vector<rv::PointXZ<double>> outxz = {{9, 9}, {9, 9}, {9, 9}};
   rv::AnchorPolygon(a, polyxz, &outxz);
   ASSERT_EQ(outxz.size(), 2u);
-  rv::RegionXZ<double> movedxz;
-  rv::AnchorRegion(a, rv::RegionXZ<double>{-2, 3, 1, 1, 0}, &movedxz);
+  const rv::RegionXZ<double> movedxz = Anchored(a, rv::RegionXZ<double>{-2, 3, 1, 1, 0});
   EXPECT_EQ((std::pair{outxz[1].x, outxz[1].z}), (std::pair{movedxz.x, movedxz.z}));
 
   const std::vector<rv::Point3d<double>> poly3 = {{1, 2, 3}, {-1, 0, 4}};
@@ -214,18 +188,13 @@ TEST(AnchorPolygon, CornersMoveAsRegionPoints) {
   rv::AnchorPolygon(a, rv::kRotationOrderXYZ, poly3, &out3);
   ASSERT_EQ(out3.size(), 2u);
   ExpectPointNear(out3[1], ReferenceAnchorMap(a, 0, poly3[1]));
-}
-
-TEST(AnchorPolygon, PlaneRegionAndItsCornersMoveTogether) {
   // Anchoring a rectangle's corner polygon gives the corner polygon of the anchored rectangle.
-  const rv::Anchor a = MakeAnchor(3, -4, kNull, kNull, kNull, 40);
+  const rv::Anchor turn = MakeAnchor(3, -4, kNull, kNull, kNull, 40);
   const rv::Region2d<double> region = Region2(1, 2, 15);
   std::vector<rv::Point2d<double>> corners, anchoredCorners;
   rv::ExtractPolygonFromRect(region, &corners);
-  rv::AnchorPolygon(a, corners, &corners);
-  rv::Region2d<double> anchored;
-  rv::AnchorRegion(a, region, &anchored);
-  rv::ExtractPolygonFromRect(anchored, &anchoredCorners);
+  rv::AnchorPolygon(turn, corners, &corners);
+  rv::ExtractPolygonFromRect(Anchored(turn, region), &anchoredCorners);
   ASSERT_EQ(corners.size(), 4u);
   for (size_t i = 0; i < corners.size(); ++i)
     ExpectFieldsNear({corners[i].x, corners[i].y}, {anchoredCorners[i].x, anchoredCorners[i].y},
@@ -239,9 +208,8 @@ TEST(AnchorPointSetRegion, MapsEveryPointByTheAnchorTransform) {
   rv::AnchorPointSetRegion(a, rv::kRotationOrderZYX, points.data(), points.size(), points.data());
   rv::Anchor shifted = a;
   shifted.y = 0;  // the reference map has no unset offsets
-  for (size_t i = 0; i < points.size(); ++i) {
+  for (size_t i = 0; i < points.size(); ++i)
     ExpectPointNear(points[i], ReferenceAnchorMap(shifted, 1, nominal[i]));
-  }
 }
 
 TEST(AnchorSectors, CentreMovesAndAnchoredPointsStayInside) {
@@ -258,10 +226,9 @@ TEST(AnchorSectors, CentreMovesAndAnchoredPointsStayInside) {
   rv::AnchorEllipticalSector(a, rv::kRotationOrderXYZ, elliptical, &ellipticalOut);
   ExpectPointNear(annularOut.center, f.Apply(annular.center));
   ExpectPointNear(ellipticalOut.center, f.Apply(elliptical.center));
-  EXPECT_EQ(annularOut.startAngle, 90);
-  EXPECT_EQ(annularOut.angleSpan, 50);
-  EXPECT_EQ(ellipticalOut.startAngle, 10);
-  EXPECT_EQ(ellipticalOut.angleZ, 95);
+  EXPECT_EQ((std::vector<double>{annularOut.startAngle, annularOut.angleSpan,
+                                 ellipticalOut.startAngle, ellipticalOut.angleZ}),
+            (std::vector<double>{90, 50, 10, 95}));
 
   std::mt19937 random(2);
   std::uniform_real_distribution<double> coordinate(-3, 5);
@@ -283,31 +250,26 @@ TEST(Anchor, NullPointersAreInvalidArguments) {
   const rv::Anchor a = MakeAnchor(1, 2, 3, 4, 5, 6);
   const auto o = rv::kRotationOrderXYZ;
   rv::Point3d<double> p{1, 2, 3};
-  const std::string ns = "Ro::Vision::";
-  const std::string point = ns + "AnchorPointSetRegion", region = ns + "AnchorRegion",
-                    inverse = ns + "AnchorRegionInv", polygon = ns + "AnchorPolygon",
-                    annular = ns + "AnchorAnnularSector",
-                    elliptical = ns + "AnchorEllipticalSector";
   rotest::ExpectFailures(
       {{"points in", [&] { rv::AnchorPointSetRegion(a, o, nullptr, 1, &p); }, -997, 60,
-        point.c_str()},
+        "Ro::Vision::AnchorPointSetRegion"},
        {"points out", [&] { rv::AnchorPointSetRegion(a, o, &p, 1, nullptr); }, -997, 60,
-        point.c_str()},
+        "Ro::Vision::AnchorPointSetRegion"},
        {"3d region", [&] { rv::AnchorRegion(a, o, Region3(0, 0, 0), nullptr); }, -997, 127,
-        region.c_str()},
+        "Ro::Vision::AnchorRegion"},
        {"3d inverse", [&] { rv::AnchorRegionInv(a, o, Region3(0, 0, 0), nullptr); }, -997, 200,
-        inverse.c_str()},
+        "Ro::Vision::AnchorRegionInv"},
        {"2d region", [&] { rv::AnchorRegion(a, Region2(0, 0, 0), nullptr); }, -997, 0,
-        region.c_str()},
+        "Ro::Vision::AnchorRegion"},
        {"xz inverse", [&] { rv::AnchorRegionInv(a, rv::RegionXZ<double>{}, nullptr); }, -997, 0,
-        inverse.c_str()},
+        "Ro::Vision::AnchorRegionInv"},
        {"polygon", [&] { rv::AnchorPolygon(a, std::vector<rv::PointXZ<double>>{}, nullptr); }, -997,
-        0, polygon.c_str()},
+        0, "Ro::Vision::AnchorPolygon"},
        {"annular", [&] { rv::AnchorAnnularSector(a, o, rv::AnnularSector3d<double>{}, nullptr); },
-        -997, 0, annular.c_str()},
+        -997, 0, "Ro::Vision::AnchorAnnularSector"},
        {"elliptical",
         [&] { rv::AnchorEllipticalSector(a, o, rv::EllipticalSector3d<double>{}, nullptr); }, -997,
-        0, elliptical.c_str()}},
+        0, "Ro::Vision::AnchorEllipticalSector"}},
       "Alignment/Anchor");
 }
 

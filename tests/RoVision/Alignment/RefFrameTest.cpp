@@ -18,6 +18,7 @@ namespace rv = Ro::Vision;
 
 namespace {
 
+using P3 = rv::Point3d<double>;
 constexpr double kNull = rv::kNullDouble;
 // A handful of products and sums of unit-sized values: rounding stays near 1e-15.
 constexpr double kTight = 1e-12;
@@ -43,74 +44,74 @@ rv::RefFrame RandomFrame(std::mt19937& random) {
 }
 
 rv::RefFrame RigidFrame(double rx, double ry, double rz, double tx, double ty, double tz) {
-  rv::RefFrame f;
-  f.RotateXYZ(rx, ry, rz);
-  f.Translate(tx, ty, tz);
-  return f;
+  return rv::RefFrame().RotateXYZ(rx, ry, rz).Translate(tx, ty, tz);
+}
+
+// A frame far from the identity, so that a setter that leaves a field alone shows.
+rv::RefFrame Nines() {
+  return rv::RefFrame(9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9);
 }
 
 TEST(RefFrame, DefaultIsIdentityAndIdentityToleranceIsMachineEpsilon) {
   rv::RefFrame f;
   EXPECT_TRUE(f.IsIdentity());
   EXPECT_EQ(Fields(f), (std::vector<double>{1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0}));
-  f.SetTy(1e-16);
-  EXPECT_TRUE(f.IsIdentity());
-  f.SetTy(3e-16);
-  EXPECT_FALSE(f.IsIdentity());
-  f.SetIdentity();
-  f.SetKz(1 + 4.5e-16);
-  EXPECT_FALSE(f.IsIdentity());
-  f.SetKz(kNull);
-  EXPECT_FALSE(f.IsIdentity());
+  const double cases[][3] = {{1e-16, 1, 1}, {3e-16, 1, 0}, {0, 1 + 4.5e-16, 0}, {0, kNull, 0}};
+  for (const auto& [ty, kz, identity] : cases) {  // identity: 1 for true
+    f.SetTy(ty), f.SetKz(kz);
+    EXPECT_EQ(f.IsIdentity(), identity == 1) << ty << " " << kz;
+  }
 }
 
-TEST(RefFrame, ConstructorGettersAndSettersFollowFieldOrder) {
+TEST(RefFrame, FieldOrderColumnsAndTozTransform) {
   const rv::RefFrame f(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12);
   EXPECT_EQ(Fields(f), (std::vector<double>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}));
-  rv::RefFrame g;
-  g.SetIx(1), g.SetIy(2), g.SetIz(3), g.SetJx(4), g.SetJy(5), g.SetJz(6);
-  g.SetKx(7), g.SetKy(8), g.SetKz(9), g.SetTx(10), g.SetTy(11), g.SetTz(12);
-  EXPECT_EQ(Fields(g), Fields(f));
   // (Ix, Iy, Iz) is the image of the x axis, the translation the image of the origin.
-  rotest::ExpectNear3(f.Apply(rv::Point3d<double>{1, 0, 0}), 1 + 10, 2 + 11, 3 + 12, 0);
+  rotest::ExpectNear3(f.Apply(P3{1, 0, 0}), 1 + 10, 2 + 11, 3 + 12, 0);
+  rotest::ExpectNear3(f.GetColumn(1), 4, 5, 6, 0);
+  rotest::ExpectNear3(f.GetTranslation(), 10, 11, 12, 0);
+  rotest::ExpectNear3(f.GetColumn(3), 10, 11, 12, 0);
+  for (int bad : {-1, 4}) EXPECT_EQ(f.GetColumn(bad).x, kNull) << bad;
+  // The platform transform is row by row and maps as Apply.
+  const zL3dTransform3d t = f.TozTransform();
+  EXPECT_EQ((std::vector<double>{t.xx, t.xy, t.xz, t.xt, t.yx, t.yt, t.zz, t.zt}),
+            (std::vector<double>{1, 4, 7, 10, 2, 11, 9, 12}));
+  const zPoint3d64f p{0.5, -1.25, 2};
+  zPoint3d64f q;
+  ASSERT_EQ(zL3dTransform3d_Apply(&t, &p, &q), zOK);
+  const zPoint3d64f e = f.Apply(p);
+  rotest::ExpectNear3(q, e.x, e.y, e.z, 1e-14);
 }
 
 TEST(RefFrame, NonUnitAxisChangesTheEffectiveAngle) {
-  rv::RefFrame f;
-  f.Rotate(90, rv::Point3d<double>{0, 0, 2});
-  const rv::Point3d<double> p = f.Apply(rv::Point3d<double>{1, 0, 0});
+  const P3 p = rv::RefFrame().Rotate(90, P3{0, 0, 2}).Apply(P3{1, 0, 0});
   const double turned = std::atan2(p.y, p.x) * 180 / M_PI;
   EXPECT_NEAR(turned, 2 * std::acos(1 / std::sqrt(5.0)) * 180 / M_PI, 1e-10);
   EXPECT_NEAR(turned, 126.8698976, 1e-6);
 }
 
-TEST(RefFrame, ZeroOrUnsetAngleLeavesTheFrameUntouched) {
+TEST(RefFrame, UnsetAnglesOffsetsAndCoordinatesDoNotAct) {
   std::mt19937 random(3);
   const rv::RefFrame start = RandomFrame(random);
   for (double angle : {0.0, kNull}) {
     rv::RefFrame f = start;
-    f.Rotate(angle, rv::Point3d<double>{1, 2, 3});
+    f.Rotate(angle, P3{1, 2, 3});
     f.RotateXYZ(angle, angle, angle);
     f.RotateZYX(angle, angle, angle);
-    f.RotateAroundPoint(rv::Point3d<double>{5, 6, 7}, angle, rv::Point3d<double>{0, 0, 1});
+    f.RotateAroundPoint(P3{5, 6, 7}, angle, P3{0, 0, 1});
     EXPECT_EQ(Fields(f), Fields(start)) << angle;
   }
-}
-
-TEST(RefFrame, TranslateSkipsUnsetOffsets) {
   rv::RefFrame f;
   f.Translate(1, kNull, 3);
   rotest::ExpectNear3(f.GetTranslation(), 1, 0, 3, 0);
-  f.Translate(rv::Point3d<double>{kNull, 2, kNull});
+  f.Translate(P3{kNull, 2, kNull});
   EXPECT_EQ(Fields(f), (std::vector<double>{1, 0, 0, 0, 1, 0, 0, 0, 1, 1, 2, 3}));
-}
-
-TEST(RefFrame, ApplyOfAnUnsetCoordinateGivesTheUnsetPoint) {
-  const rv::RefFrame f = RigidFrame(10, 20, 30, 1, 2, 3);
+  // Applying to a point with an unset coordinate gives the unset point.
+  f = RigidFrame(10, 20, 30, 1, 2, 3);
   for (int i = 0; i < 3; ++i) {
     double c[3] = {1, 2, 3};
     c[i] = kNull;
-    const rv::Point3d<double> p = f.Apply(rv::Point3d<double>{c[0], c[1], c[2]});
+    const P3 p = f.Apply(P3{c[0], c[1], c[2]});
     EXPECT_TRUE(p.x == kNull && p.y == kNull && p.z == kNull) << i;
     const zPoint3d64f q = f.Apply(zPoint3d64f{c[0], c[1], c[2]});
     EXPECT_TRUE(q.x == kNull && q.y == kNull && q.z == kNull) << i;
@@ -121,15 +122,13 @@ TEST(RefFrame, ApplyOfAnUnsetCoordinateGivesTheUnsetPoint) {
 
 TEST(RefFrame, ApplyNMatchesApplyForEveryPointTypeAndWorksInPlace) {
   const rv::RefFrame f = RigidFrame(10, -20, 35, 1, 2, 3);
-  std::vector<zPoint3d64f> in = {{1, 2, 3}, {-4, 0.5, 7}, {kNull, 0, 0}};
-  std::vector<zPoint3d64f> out(in.size());
+  std::vector<zPoint3d64f> in = {{1, 2, 3}, {-4, 0.5, 7}, {kNull, 0, 0}}, out(in.size());
   f.ApplyN(in.data(), out.data(), in.size());
   for (size_t i = 0; i < in.size(); ++i) {
     const zPoint3d64f e = f.Apply(in[i]);
     EXPECT_EQ(std::memcmp(&out[i], &e, sizeof e), 0) << i;
   }
-  std::vector<rv::Point3d<double>> records = {{1, 2, 3}, {-4, 0.5, 7}};
-  const std::vector<rv::Point3d<double>> original = records;
+  std::vector<P3> records = {{1, 2, 3}, {-4, 0.5, 7}};
   f.ApplyN(records.data(), records.data(), records.size());
   for (size_t i = 0; i < records.size(); ++i)
     rotest::ExpectNear3(records[i], out[i].x, out[i].y, out[i].z, 0, "records");
@@ -142,93 +141,50 @@ TEST(RefFrame, ApplyNMatchesApplyForEveryPointTypeAndWorksInPlace) {
   std::vector<zPoint64f> flat = {{1, 2}, {kNull, 1}};
   f.ApplyN(flat.data(), flat.data(), flat.size());
   const zPoint3d64f lifted = f.Apply(zPoint3d64f{1, 2, 0});
-  EXPECT_EQ(flat[0].x, lifted.x);
-  EXPECT_EQ(flat[0].y, lifted.y);
+  EXPECT_EQ(std::pair(flat[0].x, flat[0].y), std::pair(lifted.x, lifted.y));
   EXPECT_EQ(flat[1].y, kNull);
   // Null runs do nothing.
   f.ApplyN(static_cast<const zPoint3d64f*>(nullptr), out.data(), 3);
   f.ApplyN(in.data(), static_cast<zPoint3d64f*>(nullptr), 3);
 }
 
-TEST(RefFrame, TozTransformIsRowByRowAndMapsAsApply) {
-  const rv::RefFrame f(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12);
-  const zL3dTransform3d t = f.TozTransform();
-  EXPECT_EQ((std::vector<double>{t.xx, t.xy, t.xz, t.xt, t.yx, t.yt, t.zz, t.zt}),
-            (std::vector<double>{1, 4, 7, 10, 2, 11, 9, 12}));
-  const zPoint3d64f p{0.5, -1.25, 2};
-  zPoint3d64f q;
-  ASSERT_EQ(zL3dTransform3d_Apply(&t, &p, &q), zOK);
-  const zPoint3d64f e = f.Apply(p);
-  rotest::ExpectNear3(q, e.x, e.y, e.z, 1e-14);
-}
-
-TEST(RefFrame, ColumnsTranslationAndScale) {
-  const rv::RefFrame f(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12);
-  rotest::ExpectNear3(f.GetColumn(1), 4, 5, 6, 0);
-  rotest::ExpectNear3(f.GetTranslation(), 10, 11, 12, 0);
-  rotest::ExpectNear3(f.GetColumn(3), 10, 11, 12, 0);
-  for (int bad : {-1, 4}) EXPECT_EQ(f.GetColumn(bad).x, kNull) << bad;
-
-  // Scale composes after the frame, along the world axes; GetScale reads the factors back from
-  // any rigid frame.
-  rv::RefFrame g = RigidFrame(20, 40, 60, 1, 2, 3);
-  g.Scale(rv::Point3d<double>{2, 3, kNull});
+TEST(RefFrame, ScaleComposesAlongTheWorldAxesAndReadsBack) {
+  const rv::RefFrame g = RigidFrame(20, 40, 60, 1, 2, 3).Scale(P3{2, 3, kNull});
   rotest::ExpectNear3(g.GetScale(), 2, 3, 1, kTight);
-  const rv::Point3d<double> p{1, -2, 0.5};
-  const rv::Point3d<double> rigid = RigidFrame(20, 40, 60, 1, 2, 3).Apply(p);
+  const P3 p{1, -2, 0.5}, rigid = RigidFrame(20, 40, 60, 1, 2, 3).Apply(p);
   rotest::ExpectNear3(g.Apply(p), 2 * rigid.x, 3 * rigid.y, rigid.z, kTight);
 }
 
 TEST(RefFrame, RotateFromNormalCarriesZOntoTheNormal) {
-  struct Case {
-    double nx, ny, nz;
-  };
-  for (const Case& c :
-       {Case{0, 0, 1}, Case{1, 0, 0}, Case{1, 2, 3}, Case{-0.3, 0.1, -2}, Case{0, -1, 1e-3}}) {
-    rv::RefFrame f(9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9);
-    f.Rotate(c.nx, c.ny, c.nz);
-    const double n = std::sqrt(c.nx * c.nx + c.ny * c.ny + c.nz * c.nz);
-    rotest::ExpectNear3(f.GetColumn(2), c.nx / n, c.ny / n, c.nz / n, kTight);
+  const double normals[][3] = {{0, 0, 1}, {1, 0, 0}, {1, 2, 3}, {-0.3, 0.1, -2}, {0, -1, 1e-3}};
+  for (const auto& [nx, ny, nz] : normals) {
+    const rv::RefFrame f = Nines().Rotate(nx, ny, nz);
+    const double n = std::sqrt(nx * nx + ny * ny + nz * nz);
+    rotest::ExpectNear3(f.GetColumn(2), nx / n, ny / n, nz / n, kTight);
     // A rotation: orthonormal columns, no translation, and the horizontal axis perpendicular to
     // the normal stays where it is (the tilt turns about it).
     const zPoint3d64f i = f.GetColumn(0), j = f.GetColumn(1);
     EXPECT_NEAR(i.x * i.x + i.y * i.y + i.z * i.z, 1, kTight);
     EXPECT_NEAR(i.x * j.x + i.y * j.y + i.z * j.z, 0, kTight);
     EXPECT_EQ(f.GetTx(), 0);
-    const double h = std::hypot(c.nx, c.ny);
-    if (h > 0) {
-      rotest::ExpectNear3(f.Apply(rv::Point3d<double>{-c.ny / h, c.nx / h, 0}), -c.ny / h, c.nx / h,
-                          0, kTight, "tilt axis");
-    }
+    if (const double h = std::hypot(nx, ny); h > 0)
+      rotest::ExpectNear3(f.Apply(P3{-ny / h, nx / h, 0}), -ny / h, nx / h, 0, kTight, "tilt");
   }
-  rv::RefFrame f(9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9);
-  f.Rotate(0.0, 0.0, 0.0);
-  EXPECT_TRUE(f.IsIdentity()) << "a zero normal gives the identity";
-  f = rv::RefFrame(9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9);
-  f.Rotate(1.0, kNull, 1.0);
-  EXPECT_TRUE(f.IsIdentity()) << "an unset component gives the identity";
+  // A zero normal or an unset component gives the identity.
+  EXPECT_TRUE(Nines().Rotate(0.0, 0.0, 0.0).IsIdentity());
+  EXPECT_TRUE(Nines().Rotate(1.0, kNull, 1.0).IsIdentity());
 }
 
-TEST(RefFrame, RegionRotationTurnsAboutItsCentre) {
-  rv::RefFrame f;
-  f.RotateAroundPoint(rv::Point3d<double>{3, -4, 2}, 90, rv::Point3d<double>{0, 0, 1});
-
+TEST(RefFrame, RegionRotationTurnsAboutItsCentreAndSetFrameFromOriginAndAngle) {
+  const rv::RefFrame f = rv::RefFrame().RotateAroundPoint(P3{3, -4, 2}, 90, P3{0, 0, 1});
   rv::Region3d<double> region;
   region.x = 3, region.y = -4, region.z = 2, region.angleZ = 90;
   rv::RefFrame g;
-  g.Rotate(region, false);
-  ExpectFramesNear(g, f, kTight, "region rotation");
-  g.Rotate(region, true);
-  ExpectFramesNear(g, rv::RefFrame(), kTight, "inverse undoes it");
+  ExpectFramesNear(g.Rotate(region, false), f, kTight, "region rotation");
+  ExpectFramesNear(g.Rotate(region, true), rv::RefFrame(), kTight, "inverse undoes it");
   region.angleZ = kNull;
-  g.SetIdentity().Rotate(region, false);
-  EXPECT_TRUE(g.IsIdentity());
-}
-
-TEST(RefFrame, SetFrameFromOriginAndAngle) {
-  rv::RefFrame f(9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9);
-  f.SetFrame(rv::Point3d<double>{10, 20, 30}, 90);
-  rotest::ExpectNear3(f.Apply(rv::Point3d<double>{1, 0, 0}), 10, 21, 30, kTight);
+  EXPECT_TRUE(g.SetIdentity().Rotate(region, false).IsIdentity());
+  rotest::ExpectNear3(Nines().SetFrame(P3{10, 20, 30}, 90).Apply(P3{1, 0, 0}), 10, 21, 30, kTight);
 }
 
 // Composition against plain matrix products.
@@ -253,7 +209,7 @@ Eigen::Matrix4d Rotation(double degrees, const Eigen::Vector3d& axis) {
   return m;
 }
 
-TEST(RefFrame, CompositionIsFirstAThenB) {
+TEST(RefFrame, CompositionIsFirstAThenBAndInvertOrthoIsTheInverse) {
   std::mt19937 random(11);
   for (int trial = 0; trial < 20; ++trial) {
     const rv::RefFrame a = RandomFrame(random), b = RandomFrame(random);
@@ -261,51 +217,33 @@ TEST(RefFrame, CompositionIsFirstAThenB) {
     ExpectMatrixNear(a * b, expected, kTight, "operator*");
     ExpectMatrixNear(rv::RefFrame::Mul(a, b), expected, kTight, "Mul");
   }
+  const rv::RefFrame f = RigidFrame(-12, 57, 201, 100, -20, 3);
+  ExpectMatrixNear(rv::RefFrame(f).InvertOrtho(), ToMatrix(f).inverse(), 1e-12, "InvertOrtho");
 }
 
-TEST(RefFrame, RotationsComposeAfterTheCurrentFrame) {
+TEST(RefFrame, RotationsAndScaleComposeAfterTheCurrentFrame) {
   std::mt19937 random(5);
   const rv::RefFrame start = RandomFrame(random);
+  const auto expect = [&](const rv::RefFrame& f, const Eigen::Matrix4d& motion, const char* what) {
+    ExpectMatrixNear(f, motion * ToMatrix(start), kTight, what);
+  };
   const Eigen::Vector3d axis = Eigen::Vector3d(0.3, -0.5, 0.8).normalized();
-  rv::RefFrame f = start;
-  f.Rotate(37, rv::Point3d<double>{axis.x(), axis.y(), axis.z()});
-  ExpectMatrixNear(f, Rotation(37, axis) * ToMatrix(start), kTight, "Rotate");
-
   const Eigen::Vector3d x = Eigen::Vector3d::UnitX(), y = Eigen::Vector3d::UnitY(),
                         z = Eigen::Vector3d::UnitZ();
-  f = start;
-  f.RotateXYZ(10, 20, 30);
-  ExpectMatrixNear(f, Rotation(10, x) * Rotation(20, y) * Rotation(30, z) * ToMatrix(start), kTight,
-                   "RotateXYZ");
-  f = start;
-  f.RotateZYX(10, 20, 30);
-  ExpectMatrixNear(f, Rotation(30, z) * Rotation(20, y) * Rotation(10, x) * ToMatrix(start), kTight,
-                   "RotateZYX");
-  f = start;
-  f.RotateXYZ(10, kNull, 30);
-  ExpectMatrixNear(f, Rotation(10, x) * Rotation(30, z) * ToMatrix(start), kTight,
-                   "unset angle skipped");
-
-  Eigen::Matrix4d shift = Eigen::Matrix4d::Identity(), back = Eigen::Matrix4d::Identity();
-  shift.topRightCorner<3, 1>() = Eigen::Vector3d(-1, -2, -3);
-  back.topRightCorner<3, 1>() = Eigen::Vector3d(1, 2, 3);
-  f = start;
-  f.RotateAroundPoint(rv::Point3d<double>{1, 2, 3}, -50, rv::Point3d<double>{0, 1, 0});
-  ExpectMatrixNear(f, back * Rotation(-50, y) * shift * ToMatrix(start), kTight,
-                   "RotateAroundPoint");
-
-  Eigen::Matrix4d scale = Eigen::Matrix4d::Identity();
-  scale.diagonal().head<3>() = Eigen::Vector3d(2, -1, 0.5);
-  f = start;
-  f.Scale(rv::Point3d<double>{2, -1, 0.5});
-  ExpectMatrixNear(f, scale * ToMatrix(start), kTight, "Scale");
-}
-
-TEST(RefFrame, InvertOrthoMatchesTheMatrixInverse) {
-  const rv::RefFrame f = RigidFrame(-12, 57, 201, 100, -20, 3);
-  rv::RefFrame inverse = f;
-  inverse.InvertOrtho();
-  ExpectMatrixNear(inverse, ToMatrix(f).inverse(), 1e-12, "InvertOrtho");
+  using F = rv::RefFrame;
+  expect(F(start).Rotate(37, P3{axis.x(), axis.y(), axis.z()}), Rotation(37, axis), "Rotate");
+  expect(F(start).RotateXYZ(10, 20, 30), Rotation(10, x) * Rotation(20, y) * Rotation(30, z),
+         "RotateXYZ");
+  expect(F(start).RotateZYX(10, 20, 30), Rotation(30, z) * Rotation(20, y) * Rotation(10, x),
+         "RotateZYX");
+  expect(F(start).RotateXYZ(10, kNull, 30), Rotation(10, x) * Rotation(30, z), "unset skipped");
+  expect(F(start).RotateAroundPoint(P3{1, 2, 3}, -50, P3{0, 1, 0}),
+         (Eigen::Translation3d(1, 2, 3) * Eigen::AngleAxisd(-50 * M_PI / 180, y) *
+          Eigen::Translation3d(-1, -2, -3))
+             .matrix(),
+         "RotateAroundPoint");
+  expect(F(start).Scale(P3{2, -1, 0.5}),
+         Eigen::Vector4d(2, -1, 0.5, 1).asDiagonal().toDenseMatrix(), "Scale");
 }
 
 // Rigid fits: exact correspondences give the motion back; noisy ones the least-squares optimum,
@@ -324,14 +262,13 @@ TEST(RefFrameSetFrame, PlaneFitRecoversAKnownMotion) {
   std::uniform_real_distribution<double> coordinate(-50, 50);
   for (double angle : {0.0, 17.0, 90.0, 179.0, 180.0, -135.0}) {
     for (double offset : {0.0, 1e6}) {
-      rv::RefFrame truth;
-      truth.SetFrame(rv::Point3d<double>{offset + 3, -7, 0}, angle);
+      rv::RefFrame truth, fit = Nines();
+      truth.SetFrame(P3{offset + 3, -7, 0}, angle);
       std::vector<zPoint64f> from, to;
       for (int i = 0; i < 5; ++i) {
         from.push_back(zPoint64f{offset + coordinate(random), coordinate(random)});
         to.push_back(truth.Apply(from.back()));
       }
-      rv::RefFrame fit(9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9);
       fit.SetFrame(from, to);
       if (offset == 0) {
         ExpectFramesNear(fit, truth, kFitTolerance, "plane fit");
@@ -348,48 +285,35 @@ TEST(RefFrameSetFrame, PlaneFitRecoversAKnownMotion) {
       }
     }
   }
-  // Two points are enough in the plane.
-  rv::RefFrame truth;
-  truth.SetFrame(rv::Point3d<double>{1, 2, 0}, 30);
+  // Two points are enough in the plane; coincident points give a pure translation.
+  rv::RefFrame fit;
+  const rv::RefFrame truth = rv::RefFrame().SetFrame(P3{1, 2, 0}, 30);
   const std::vector<zPoint64f> from = {{0, 0}, {1, 0}};
-  const std::vector<zPoint64f> to = {truth.Apply(from[0]), truth.Apply(from[1])};
-  rv::RefFrame fit;
-  fit.SetFrame(from, to);
-  ExpectFramesNear(fit, truth, kFitTolerance, "two points");
-}
-
-TEST(RefFrameSetFrame, PlaneFitOfCoincidentPointsIsATranslation) {
-  const std::vector<zPoint64f> from = {{1, 1}, {1, 1}, {1, 1}};
-  const std::vector<zPoint64f> to = {{4, 5}, {4, 5}, {4, 5}};
-  rv::RefFrame fit;
-  fit.SetFrame(from, to);
+  ExpectFramesNear(fit.SetFrame(from, {truth.Apply(from[0]), truth.Apply(from[1])}), truth,
+                   kFitTolerance, "two points");
+  fit.SetFrame(std::vector<zPoint64f>(3, {1, 1}), std::vector<zPoint64f>(3, {4, 5}));
   EXPECT_EQ(Fields(fit), (std::vector<double>{1, 0, 0, 0, 1, 0, 0, 0, 1, 3, 4, 0}));
 }
 
 TEST(RefFrameSetFrame, SpaceFitRecoversAKnownMotion) {
   std::mt19937 random(8);
   std::uniform_real_distribution<double> coordinate(-20, 20), angle(-180, 180);
+  const auto expectFitRecovers = [](const rv::RefFrame& truth, const std::vector<zPoint3d64f>& from,
+                                    const char* what) {
+    std::vector<zPoint3d64f> to;
+    for (const zPoint3d64f& p : from) to.push_back(truth.Apply(p));
+    ExpectFramesNear(rv::RefFrame().SetFrame(from, to), truth, kFitTolerance, what);
+  };
   for (int trial = 0; trial < 30; ++trial) {
     const rv::RefFrame truth = RigidFrame(angle(random), angle(random), angle(random),
                                           coordinate(random), coordinate(random), 500);
-    std::vector<zPoint3d64f> from, to;
-    const int count = 3 + trial % 5;
-    for (int i = 0; i < count; ++i) {
-      from.push_back(zPoint3d64f{coordinate(random), coordinate(random), coordinate(random)});
-      to.push_back(truth.Apply(from.back()));
-    }
-    rv::RefFrame fit;
-    fit.SetFrame(from, to);
-    ExpectFramesNear(fit, truth, kFitTolerance, "space fit");
+    std::vector<zPoint3d64f> from(3 + trial % 5);
+    for (zPoint3d64f& p : from) p = {coordinate(random), coordinate(random), coordinate(random)};
+    expectFitRecovers(truth, from, "space fit");
   }
   // Half a turn is the case where the quaternion's scalar part vanishes.
-  const rv::RefFrame half = RigidFrame(0, 180, 0, 1, 2, 3);
-  const std::vector<zPoint3d64f> from = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {1, 1, 1}};
-  std::vector<zPoint3d64f> to;
-  for (const zPoint3d64f& p : from) to.push_back(half.Apply(p));
-  rv::RefFrame fit;
-  fit.SetFrame(from, to);
-  ExpectFramesNear(fit, half, kFitTolerance, "half turn");
+  expectFitRecovers(RigidFrame(0, 180, 0, 1, 2, 3), {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {1, 1, 1}},
+                    "half turn");
 }
 
 TEST(RefFrameSetFrame, NoisyFitsAgreeWithUmeyama) {
@@ -401,23 +325,19 @@ TEST(RefFrameSetFrame, NoisyFitsAgreeWithUmeyama) {
     const int count = 6 + trial;
     std::vector<zPoint3d64f> from3, to3;
     std::vector<zPoint64f> from2, to2;
-    Eigen::MatrixXd a3(3, count), b3(3, count), a2(2, count), b2(2, count);
+    Eigen::MatrixXd a(3, count), b(3, count);
     for (int i = 0; i < count; ++i) {
       const zPoint3d64f p{coordinate(random), coordinate(random), coordinate(random)};
       zPoint3d64f q = truth.Apply(p);
       q.x += noise(random), q.y += noise(random), q.z += noise(random);
       from3.push_back(p), to3.push_back(q);
-      a3.col(i) << p.x, p.y, p.z;
-      b3.col(i) << q.x, q.y, q.z;
       from2.push_back(zPoint64f{p.x, p.y}), to2.push_back(zPoint64f{q.x, q.y});
-      a2.col(i) << p.x, p.y;
-      b2.col(i) << q.x, q.y;
+      a.col(i) << p.x, p.y, p.z;
+      b.col(i) << q.x, q.y, q.z;
     }
-    rv::RefFrame fit3, fit2;
-    fit3.SetFrame(from3, to3);
-    fit2.SetFrame(from2, to2);
-    ExpectMatrixNear(fit3, Umeyama(a3, b3), kFitTolerance, "3D");
-    ExpectMatrixNear(fit2, Umeyama(a2, b2), kFitTolerance, "2D");
+    ExpectMatrixNear(rv::RefFrame().SetFrame(from3, to3), Umeyama(a, b), kFitTolerance, "3D");
+    ExpectMatrixNear(rv::RefFrame().SetFrame(from2, to2), Umeyama(a.topRows(2), b.topRows(2)),
+                     kFitTolerance, "2D");
   }
 }
 #endif
@@ -477,19 +397,16 @@ TEST_F(RefFrameSerial, SerializeReleasesWhatTheOutputHeld) {
 
 TEST_F(RefFrameSerial, ShortOrNullBuffersFailWithTheStreamStatus) {
   const std::vector<unsigned char> bytes = SerialBytes(rv::RefFrame(), alloc_);
+  rv::RefFrame f;
   for (size_t size = 0; size < bytes.size(); ++size) {
+    SCOPED_TRACE(size);
     // A copy of exactly `size` bytes, so that a read past it is caught by the sanitizers.
     std::vector<unsigned char> prefix(bytes.begin(), bytes.begin() + size);
-    rv::RefFrame f;
-    auto caught = rotest::CatchTy([&] { f.Deserialize(prefix.data(), size, alloc_); });
-    ASSERT_TRUE(caught.has_value()) << size;
-    EXPECT_EQ(caught->Status(), zERROR_END_OF_STREAM) << size;
-    EXPECT_EQ(caught->Function(), "Ro::Vision::RefFrame::Deserialize");
     // The version at 536, then one line per value from 537.
-    const int expectedLine = size < 2 ? 536 : 537 + static_cast<int>((size - 2) / 8);
-    EXPECT_EQ(caught->Line(), expectedLine) << size;
+    const int line = size < 2 ? 536 : 537 + static_cast<int>((size - 2) / 8);
+    rotest::ExpectFailures({{"short", [&] { f.Deserialize(prefix.data(), size, alloc_); },
+                             zERROR_END_OF_STREAM, line, "Ro::Vision::RefFrame::Deserialize"}});
   }
-  rv::RefFrame f;
   rotest::ExpectFailures(
       {{"null buffer", [&] { f.Deserialize(nullptr, 98, alloc_); }, zERROR_PARAMETER, 532},
        {"null and empty", [&] { f.Deserialize(nullptr, 0, alloc_); }, zERROR_END_OF_STREAM}});
@@ -502,10 +419,8 @@ TEST_F(RefFrameSerial, FailingAllocationsRaiseTheMemoryStatus) {
     f.Serialize(out.Address(), alloc_);
   });
   const std::vector<unsigned char> bytes = SerialBytes(f, alloc_);
-  rotest::ExpectEveryAllocationFailureRaised(alloc_, [&] {
-    rv::RefFrame g;
-    g.Deserialize(bytes.data(), bytes.size(), alloc_);
-  });
+  rotest::ExpectEveryAllocationFailureRaised(
+      alloc_, [&] { rv::RefFrame().Deserialize(bytes.data(), bytes.size(), alloc_); });
 }
 
 }  // namespace

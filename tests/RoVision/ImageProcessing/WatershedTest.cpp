@@ -9,9 +9,12 @@
 #include <set>
 #include <vector>
 
+#include "ImageTestSupport.h"
 #include "support/TestSupport.h"
 
 namespace rv = Ro::Vision;
+using rotest::ImageFrom;
+using rotest::RowOf;
 
 namespace {
 
@@ -29,21 +32,19 @@ double Distance(const Cone& c, int x, int y) {
 // Pits (or, upside down, peaks) that touch: the height is the slope times the distance to the
 // nearest centre.
 Ty::Object<void*> Cones(const std::vector<Cone>& cones, bool peaks, zAlloc alloc) {
-  Ty::Object<void*> image;
-  EXPECT_EQ(zImage_Construct(image.Address(), zTypeOf(z16s), kWidth, kHeight, alloc), zOK);
-  for (int y = 0; y < kHeight; ++y) {
-    for (int x = 0; x < kWidth; ++x) {
-      double d = 1e9;
-      for (const Cone& c : cones) d = std::min(d, Distance(c, x, y));
-      const double h = kSlope * d - 3000;
-      static_cast<z16s*>(zImage_Row(image, zSize(y)))[x] = z16s(std::lround(peaks ? -h : h));
-    }
-  }
-  return image;
+  return ImageFrom<z16s>(
+      kWidth, kHeight,
+      [&](int x, int y) {
+        double d = 1e9;
+        for (const Cone& c : cones) d = std::min(d, Distance(c, x, y));
+        const double h = kSlope * d - 3000;
+        return std::lround(peaks ? -h : h);
+      },
+      alloc);
 }
 
 int32_t LabelAt(void* labels, int x, int y) {
-  return static_cast<const int32_t*>(zImage_Row(labels, zSize(y)))[x];
+  return RowOf<int32_t>(labels, y)[x];
 }
 
 using WatershedTest = rotest::LeakCheckedTest;
@@ -64,32 +65,26 @@ TEST_F(WatershedTest, TouchingConesGiveOneBasinEachAndLinesWhereTheyMeet) {
         for (int x = 0; x < kWidth; ++x) {
           const int32_t label = LabelAt(labels, x, y);
           ASSERT_NE(label, 0);
-          if (label > 0) {
-            found.insert(label);
+          std::vector<std::pair<double, size_t>> d;
+          for (size_t k = 0; k < cones.size(); ++k) d.push_back({Distance(cones[k], x, y), k});
+          std::sort(d.begin(), d.end());
+          const double margin = d[1].first - d[0].first;
+          const Cone& nearest = cones[d[0].second];
+          if (label < 0) {
+            // A line cell is about as far from two centres as from its nearest.
+            EXPECT_LT(margin, 1.5) << x << "," << y;
+            ++lineCells;
             continue;
           }
-          ++lineCells;
-          // A line cell is about as far from two centres as from its nearest.
-          std::vector<double> d;
-          for (const Cone& c : cones) d.push_back(Distance(c, x, y));
-          std::sort(d.begin(), d.end());
-          EXPECT_LT(d[1] - d[0], 1.5) << x << "," << y;
+          found.insert(label);
+          // Away from the lines, every cell belongs to the basin of its nearest centre.
+          if (margin < 2) continue;
+          ASSERT_EQ(label, LabelAt(labels, int(nearest.x), int(nearest.y))) << x << "," << y;
         }
       }
       EXPECT_EQ(found.size(), cones.size());
       EXPECT_EQ(atCentres.size(), cones.size());
       EXPECT_GT(lineCells, kHeight / 2);
-      // Away from the lines, every cell belongs to the basin of its nearest centre.
-      for (int y = 0; y < kHeight; ++y) {
-        for (int x = 0; x < kWidth; ++x) {
-          std::vector<std::pair<double, size_t>> d;
-          for (size_t k = 0; k < cones.size(); ++k) d.push_back({Distance(cones[k], x, y), k});
-          std::sort(d.begin(), d.end());
-          if (d[1].first - d[0].first < 2) continue;
-          const Cone& nearest = cones[d[0].second];
-          ASSERT_EQ(LabelAt(labels, x, y), LabelAt(labels, int(nearest.x), int(nearest.y)));
-        }
-      }
       // Without lines the basins cover every cell.
       options.lines = false;
       auto covered = rv::ImageWatershedSegmentation(heights, nullptr, options, alloc_);
@@ -100,19 +95,14 @@ TEST_F(WatershedTest, TouchingConesGiveOneBasinEachAndLinesWhereTheyMeet) {
 }
 
 TEST_F(WatershedTest, AgreesWithThe8BitWatershedOnWellSeparatedBasins) {
-  const std::vector<Cone> cones = {{30, 35}, {70, 35}};
-  auto heights = Cones(cones, false, alloc_);
-  Ty::Object<void*> markers;
-  ASSERT_EQ(zImage_Construct(markers.Address(), zTypeOf(z32s), kWidth, kHeight, alloc_), zOK);
-  cv::Mat cvMarkers(kHeight, kWidth, CV_32S, cv::Scalar(0)), gray(kHeight, kWidth, CV_8U), colour;
-  for (int k = 0; k < 2; ++k) {
-    static_cast<int32_t*>(zImage_Row(markers, zSize(cones[k].y)))[int(cones[k].x)] = k + 1;
-    cvMarkers.at<int>(int(cones[k].y), int(cones[k].x)) = k + 1;
-  }
+  auto heights = Cones({{30, 35}, {70, 35}}, false, alloc_);
+  auto markers = ImageFrom<z32s>(
+      kWidth, kHeight, [](int x, int y) { return y == 35 ? (x == 30) + 2 * (x == 70) : 0; },
+      alloc_);
+  cv::Mat cvMarkers = rotest::MatOf<z32s>(markers).clone(), gray(kHeight, kWidth, CV_8U), colour;
   for (int y = 0; y < kHeight; ++y)
     for (int x = 0; x < kWidth; ++x)
-      gray.at<uchar>(y, x) = cv::saturate_cast<uchar>(
-          (static_cast<z16s*>(zImage_Row(heights, zSize(y)))[x] + 3000) / 16);
+      gray.at<uchar>(y, x) = cv::saturate_cast<uchar>((RowOf<z16s>(heights, y)[x] + 3000) / 16);
   cv::cvtColor(gray, colour, cv::COLOR_GRAY2BGR);
   cv::watershed(colour, cvMarkers);
   auto labels = rv::ImageWatershedSegmentation(heights, markers, rv::WatershedOptions{}, alloc_);
@@ -133,15 +123,15 @@ TEST_F(WatershedTest, NullsAreNeverFloodedAndWallsKeepCellsUnreached) {
   auto heights = Cones({{20, 35}, {80, 35}}, false, alloc_);
   // A wall of nulls at x = 50 cuts the map in two; a second wall at x = 90 shuts in a strip
   // without a marker of its own only when markers are given.
-  for (int y = 0; y < kHeight; ++y) {
-    static_cast<z16s*>(zImage_Row(heights, zSize(y)))[50] = -32768;
-    static_cast<z16s*>(zImage_Row(heights, zSize(y)))[90] = -32768;
-  }
-  Ty::Object<void*> markers;
-  ASSERT_EQ(zImage_Construct(markers.Address(), zTypeOf(z32s), kWidth, kHeight, alloc_), zOK);
-  static_cast<int32_t*>(zImage_Row(markers, 35))[20] = 7;
-  static_cast<int32_t*>(zImage_Row(markers, 35))[80] = 9;
-  static_cast<int32_t*>(zImage_Row(markers, 10))[50] = 5;  // on a null: ignored
+  for (int y = 0; y < kHeight; ++y)
+    RowOf<z16s>(heights, y)[50] = RowOf<z16s>(heights, y)[90] = -32768;
+  // The marker 5 sits on a null and is ignored.
+  auto markers = ImageFrom<z32s>(
+      kWidth, kHeight,
+      [](int x, int y) {
+        return y == 35 && x == 20 ? 7 : y == 35 && x == 80 ? 9 : y == 10 && x == 50 ? 5 : 0;
+      },
+      alloc_);
   auto labels = rv::ImageWatershedSegmentation(heights, markers, rv::WatershedOptions{}, alloc_);
   for (int y = 0; y < kHeight; ++y) {
     for (int x = 0; x < kWidth; ++x) {
@@ -153,18 +143,16 @@ TEST_F(WatershedTest, NullsAreNeverFloodedAndWallsKeepCellsUnreached) {
 
 TEST_F(WatershedTest, ResultDoesNotDependOnTheNumberOfTasks) {
   // A noisy surface has many minima; the smoothing runs on the pool.
-  Ty::Object<void*> heights;
-  ASSERT_EQ(zImage_Construct(heights.Address(), zTypeOf(z16s), 211, 157, alloc_), zOK);
   uint32_t state = 12345;
-  for (zSize y = 0; y < 157; ++y) {
-    for (zSize x = 0; x < 211; ++x) {
-      state = state * 1664525u + 1013904223u;
-      const int noise = int(state >> 24) % 200;
-      static_cast<z16s*>(zImage_Row(heights, y))[x] =
-          (state >> 8) % 97 == 0 ? z16s(-32768)
-                                 : z16s(2000 * std::sin(x * 0.1) * std::cos(y * 0.08) + noise);
-    }
-  }
+  auto heights = ImageFrom<z16s>(
+      211, 157,
+      [&](int x, int y) {
+        state = state * 1664525u + 1013904223u;
+        const int noise = int(state >> 24) % 200;
+        return (state >> 8) % 97 == 0 ? z16s(-32768)
+                                      : z16s(2000 * std::sin(x * 0.1) * std::cos(y * 0.08) + noise);
+      },
+      alloc_);
   std::vector<int32_t> reference;
   for (zSize tasks : {1, 2, 3, 8}) {
     Ty::Object<void*> pool;
@@ -186,10 +174,8 @@ TEST_F(WatershedTest, ResultDoesNotDependOnTheNumberOfTasks) {
 
 TEST_F(WatershedTest, BadArgumentsRaise) {
   const char* name = "Ro::Vision::ImageWatershedSegmentation";
-  Ty::Object<void*> heights, other, markers;
-  ASSERT_EQ(zImage_Construct(heights.Address(), zTypeOf(z16s), 4, 3, alloc_), zOK);
-  ASSERT_EQ(zImage_Construct(other.Address(), zTypeOf(z16u), 4, 3, alloc_), zOK);
-  ASSERT_EQ(zImage_Construct(markers.Address(), zTypeOf(z32s), 4, 2, alloc_), zOK);
+  auto heights = rotest::Blank<z16s>(4, 3, alloc_), other = rotest::Blank<z16u>(4, 3, alloc_),
+       markers = rotest::Blank<z32s>(4, 2, alloc_);
   rv::WatershedOptions options;
   EXPECT_TY_THROW(rv::ImageWatershedSegmentation(nullptr, nullptr, options), -997, name);
   EXPECT_TY_THROW(rv::ImageWatershedSegmentation(other, nullptr, options), -996, name);
