@@ -8,31 +8,29 @@ namespace {
 using MessageTest = rotest::LeakCheckedTest;
 
 TEST_F(MessageTest, SurfaceMessageHoldsLayersAndItemOffsets) {
-  TvMsg msg = nullptr;
-  ASSERT_EQ(TvSurfaceMsg_Construct(&msg, 8, 3, 2, 1, alloc_), zOK);
-  Ty::Object<void*> hold(msg);
+  Ty::Object<void*> msg;
+  ASSERT_EQ(TvSurfaceMsg_Construct(msg.Address(), 8, 3, 2, 1, alloc_), zOK);
   EXPECT_EQ(TvSurfaceMsg_Width(msg), 8u);
   EXPECT_EQ(TvSurfaceMsg_Length(msg), 3u);
   EXPECT_EQ(zArray2_ItemType(TvSurfaceMsg_Ranges(msg)), zTypeOf(z16s));
   EXPECT_EQ(zArray2_ItemType(TvSurfaceMsg_Intensities(msg)), zTypeOf(z8u));
   TvSurfaceMsg_RangesRow(msg, 2)[7] = 55;
   EXPECT_EQ(*static_cast<z16s*>(zArray2_At(TvSurfaceMsg_Ranges(msg), 2, 7)), 55);
-  ASSERT_EQ(TvSurfaceMsg_SetScale(msg, zPoint3d64f{0.1, 0.2, 0.01}), zOK);
-  EXPECT_EQ(TvSurfaceMsg_Scale(msg).y, 0.2);
+  // Each item keeps its own offset; indices outside [0, 2) are not found.
   ASSERT_EQ(TvSurfaceMsg_SetOffsetForRef(msg, 1, zPoint3d64f{1, 2, 3}), zOK);
   zPoint3d64f offset{};
   EXPECT_EQ(TvSurfaceMsg_OffsetForRef(msg, 1, &offset), zOK);
   EXPECT_EQ(offset.z, 3);
-  EXPECT_EQ(TvSurfaceMsg_OffsetForRef(msg, 2, &offset), zERROR_NOT_FOUND);
-  EXPECT_EQ(TvSurfaceMsg_OffsetForRef(msg, -1, &offset), zERROR_NOT_FOUND);
+  EXPECT_EQ(TvSurfaceMsg_OffsetForRef(msg, 0, &offset), zOK);
+  EXPECT_EQ(offset.z, 0);
+  for (z32s outside : {2, -1})
+    EXPECT_EQ(TvSurfaceMsg_OffsetForRef(msg, outside, &offset), zERROR_NOT_FOUND);
   EXPECT_EQ(TvSurfaceMsg_OffsetForRef(nullptr, 0, &offset), zERROR_PARAMETER);
 }
 
 TEST_F(MessageTest, AccessorsRefuseMessagesOfAnotherKind) {
-  TvMsg line = nullptr;
-  ASSERT_EQ(TvLineFeatureMsg_Construct(&line, zPoint3d64f{1, 2, 3}, zPoint3d64f{0, 1, 0}, alloc_),
-            zOK);
-  Ty::Object<void*> hold(line);
+  Ty::Object<void*> line;
+  ASSERT_EQ(TvLineFeatureMsg_Construct(line.Address(), {1, 2, 3}, {0, 1, 0}, alloc_), zOK);
   zPoint3d64f p{};
   EXPECT_EQ(TvLineFeatureMsg_Position(line, &p), zOK);
   EXPECT_EQ(p.y, 2);
@@ -44,15 +42,12 @@ TEST_F(MessageTest, AccessorsRefuseMessagesOfAnotherKind) {
 }
 
 TEST_F(MessageTest, ImageAndDataMessages) {
-  TvMsg image = nullptr, data = nullptr;
-  ASSERT_EQ(TvImageMsg_Construct(&image, TvPixelFormat_Mono16, 4, 2, alloc_), zOK);
-  ASSERT_EQ(TvDataMsg_Construct(&data, 6, alloc_), zOK);
-  Ty::Object<void*> holdImage(image), holdData(data);
-  EXPECT_EQ(zImage_PixelType(TvImageMsg_Image(image)), zTypeOf(z16u));
-  EXPECT_EQ(TvImageMsg_Width(image), 4u);
-  EXPECT_EQ(TvImageMsg_Format(image), TvPixelFormat_Mono16);
-  EXPECT_EQ(zArray1_Length(TvDataMsg_Ranges(data)), 6u);
+  Ty::Object<void*> image, data;
   TvMsg bad = nullptr;
+  ASSERT_EQ(TvImageMsg_Construct(image.Address(), TvPixelFormat_Mono16, 4, 2, alloc_), zOK);
+  ASSERT_EQ(TvDataMsg_Construct(data.Address(), 6, alloc_), zOK);
+  EXPECT_EQ(zImage_PixelType(TvImageMsg_Image(image)), zTypeOf(z16u));
+  EXPECT_EQ(zArray1_Length(TvDataMsg_Ranges(data)), 6u);
   EXPECT_EQ(TvImageMsg_Construct(&bad, TvPixelFormat(7), 4, 2, alloc_), zERROR_PARAMETER);
   EXPECT_EQ(bad, nullptr);
 }

@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <functional>
+#include <mutex>
 #include <set>
-#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -10,18 +12,13 @@
 
 namespace {
 
-struct RowContext {
-  zSize rows;
-  std::vector<std::atomic<int>>* visits;
-};
-
-zStatus CountRows(const zParallelArgs* args, void* context) {
-  auto* c = static_cast<RowContext*>(context);
-  for (zSize r = zParallelArgs_Begin(args, 0, c->rows); r < zParallelArgs_End(args, 0, c->rows);
-       ++r) {
-    (*c->visits)[r]++;
-  }
-  return zOK;
+// Runs `task` as the worker of a parallel call, so that the tests can capture what they need.
+using Task = std::function<zStatus(const zParallelArgs*)>;
+zStatus RunTask(const zParallelArgs* args, void* task) {
+  return (*static_cast<Task*>(task))(args);
+}
+zStatus Execute(zThreadPool pool, Task task) {
+  return zParallel_Execute(RunTask, &task, pool);
 }
 
 Ty::Object<void*> Pool(zSize tasks) {
@@ -35,8 +32,12 @@ TEST(Parallel, EveryRowIsHandledExactlyOnceForAnyTaskCount) {
     Ty::Object<void*> pool = Pool(tasks);
     for (zSize rows : {0u, 1u, 5u, 1000u}) {
       std::vector<std::atomic<int>> visits(rows);
-      RowContext context{rows, &visits};
-      ASSERT_EQ(zParallel_Execute(CountRows, &context, pool), zOK);
+      auto visit = [&](const zParallelArgs* args) {
+        const zSize end = zParallelArgs_End(args, 0, rows);
+        for (zSize r = zParallelArgs_Begin(args, 0, rows); r < end; ++r) visits[r]++;
+        return zOK;
+      };
+      ASSERT_EQ(Execute(pool, visit), zOK);
       for (zSize r = 0; r < rows; ++r) ASSERT_EQ(visits[r], 1) << tasks << " tasks, row " << r;
     }
   }
@@ -45,53 +46,45 @@ TEST(Parallel, EveryRowIsHandledExactlyOnceForAnyTaskCount) {
 }
 
 TEST(Parallel, SharesAreContiguousInTaskOrderAndBalanced) {
-  struct Share {
-    zSize begin, end;
-  };
-  std::vector<Share> shares(7);
-  auto record = [](const zParallelArgs* args, void* context) -> zStatus {
-    auto* out = static_cast<std::vector<Share>*>(context);
-    (*out)[zParallelArgs_Index(args)] = {zParallelArgs_Begin(args, 10, 23),
+  std::vector<std::pair<zSize, zSize>> shares(7);
+  auto record = [&](const zParallelArgs* args) {
+    shares[zParallelArgs_Index(args)] = {zParallelArgs_Begin(args, 10, 23),
                                          zParallelArgs_End(args, 10, 23)};
     return zParallelArgs_Count(args) == 7 ? zOK : zERROR_STATE;
   };
-  Ty::Object<void*> pool = Pool(7);
-  ASSERT_EQ(zParallel_Execute(record, &shares, pool), zOK);
-  EXPECT_EQ(shares.front().begin, 10u);
-  EXPECT_EQ(shares.back().end, 33u);
+  ASSERT_EQ(Execute(Pool(7), record), zOK);
+  EXPECT_EQ(shares.front().first, 10u);
+  EXPECT_EQ(shares.back().second, 33u);
   for (zSize i = 0; i < shares.size(); ++i) {
-    const zSize size = shares[i].end - shares[i].begin;
+    const zSize size = shares[i].second - shares[i].first;
     EXPECT_TRUE(size == 3 || size == 4) << i;
     if (i > 0) {
-      EXPECT_EQ(shares[i].begin, shares[i - 1].end);
+      EXPECT_EQ(shares[i].first, shares[i - 1].second) << i;
     }
   }
 }
 
 TEST(Parallel, AFailingStatusComesBackLowestTaskFirst) {
-  auto fail = [](const zParallelArgs* args, void*) -> zStatus {
+  auto fail = [](const zParallelArgs* args) {
     const zSize index = zParallelArgs_Index(args);
     return index == 2 ? zERROR_FORMAT : index == 3 ? zERROR_MEMORY : zOK;
   };
-  Ty::Object<void*> pool = Pool(4);
-  EXPECT_EQ(zParallel_Execute(fail, nullptr, pool), zERROR_FORMAT);
-  EXPECT_EQ(zParallel_Execute(nullptr, nullptr, pool), zERROR_PARAMETER);
+  EXPECT_EQ(Execute(Pool(4), fail), zERROR_FORMAT);
+  EXPECT_EQ(zParallel_Execute(nullptr, nullptr, Pool(4)), zERROR_PARAMETER);
 }
 
 TEST(Parallel, AnExceptionIsRethrownOnTheCallersThreadAfterAllTasks) {
   std::atomic<int> finished{0};
-  auto work = [](const zParallelArgs* args, void* context) -> zStatus {
-    auto* done = static_cast<std::atomic<int>*>(context);
+  auto work = [&](const zParallelArgs* args) -> zStatus {
     if (zParallelArgs_Index(args) == 1) {
       throw Ty::Exception(__LINE__, "test", -996, "worker", "task %d", 1);
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    ++*done;
+    ++finished;
     return zOK;
   };
-  Ty::Object<void*> pool = Pool(4);
   try {
-    zParallel_Execute(work, &finished, pool);
+    Execute(Pool(4), work);
     FAIL() << "no exception";
   } catch (const Ty::Exception& e) {
     EXPECT_EQ(e.Status(), -996);
@@ -100,36 +93,26 @@ TEST(Parallel, AnExceptionIsRethrownOnTheCallersThreadAfterAllTasks) {
   EXPECT_EQ(finished, 3) << "the other tasks ran to the end";
 }
 
-zStatus Inner(const zParallelArgs* args, void* context) {
-  auto* total = static_cast<std::atomic<zSize>*>(context);
-  *total += zParallelArgs_End(args, 0, 10) - zParallelArgs_Begin(args, 0, 10);
-  return zOK;
-}
-
-zStatus Outer(const zParallelArgs*, void* context) {
-  // Each task of the outer call runs a whole parallel call of its own.
-  return zParallel_Execute(Inner, context, nullptr);
-}
-
 TEST(Parallel, NestedCallsDoNotDeadlock) {
-  Ty::Object<void*> pool = Pool(16);
   std::atomic<zSize> total{0};
-  ASSERT_EQ(zParallel_Execute(Outer, &total, pool), zOK);
+  auto inner = [&](const zParallelArgs* args) {
+    total += zParallelArgs_End(args, 0, 10) - zParallelArgs_Begin(args, 0, 10);
+    return zOK;
+  };
+  // Each task of the outer call runs a whole parallel call of its own on the default pool.
+  ASSERT_EQ(Execute(Pool(16), [&](const zParallelArgs*) { return Execute(nullptr, inner); }), zOK);
   EXPECT_EQ(total, 16u * 10u);
 }
 
 TEST(Parallel, TheCallersThreadTakesPart) {
   std::mutex mutex;
   std::set<std::thread::id> threads;
-  auto note = [](const zParallelArgs*, void* context) -> zStatus {
-    auto* c = static_cast<std::pair<std::mutex*, std::set<std::thread::id>*>*>(context);
-    std::lock_guard<std::mutex> lock(*c->first);
-    c->second->insert(std::this_thread::get_id());
+  auto note = [&](const zParallelArgs*) {
+    std::lock_guard<std::mutex> lock(mutex);
+    threads.insert(std::this_thread::get_id());
     return zOK;
   };
-  std::pair<std::mutex*, std::set<std::thread::id>*> context{&mutex, &threads};
-  Ty::Object<void*> pool = Pool(1);  // one task runs inline
-  ASSERT_EQ(zParallel_Execute(note, &context, pool), zOK);
+  ASSERT_EQ(Execute(Pool(1), note), zOK);  // one task runs inline
   EXPECT_EQ(threads.count(std::this_thread::get_id()), 1u);
 }
 

@@ -12,12 +12,9 @@ namespace {
 using StreamTest = rotest::LeakCheckedTest;
 
 TEST_F(StreamTest, SerializerRoundTripWithoutFramingBytes) {
-  zMemory memory = nullptr;
-  ASSERT_EQ(zMemory_Construct(&memory, alloc_), zOK);
-  Ty::Object<void*> holdMemory(memory);
-  zSerializer writer = nullptr;
-  ASSERT_EQ(zSerializer_Construct(&writer, memory, alloc_), zOK);
-  Ty::Object<void*> holdWriter(writer);
+  Ty::Object<void*> memory, writer, view, reader;
+  ASSERT_EQ(zMemory_Construct(memory.Address(), alloc_), zOK);
+  ASSERT_EQ(zSerializer_Construct(writer.Address(), memory, alloc_), zOK);
   EXPECT_EQ(zSerializer_Write16u(writer, 1), zERROR_STATE) << "write before BeginWrite";
   ASSERT_EQ(zSerializer_BeginWrite(writer, zTypeOf(z16u)), zOK);
   ASSERT_EQ(zSerializer_Write16u(writer, 0xBEEF), zOK);
@@ -28,14 +25,9 @@ TEST_F(StreamTest, SerializerRoundTripWithoutFramingBytes) {
   const auto* bytes = static_cast<const z8u*>(zMemory_Data(memory));
   EXPECT_EQ(bytes[0], 0xEF) << "little-endian";
   EXPECT_EQ(bytes[1], 0xBE);
-
-  zMemory view = nullptr;
-  ASSERT_EQ(zMemory_Construct(&view, alloc_), zOK);
-  Ty::Object<void*> holdView(view);
+  ASSERT_EQ(zMemory_Construct(view.Address(), alloc_), zOK);
   ASSERT_EQ(zMemory_Attach(view, bytes, zMemory_Size(memory)), zOK);
-  zSerializer reader = nullptr;
-  ASSERT_EQ(zSerializer_Construct(&reader, view, alloc_), zOK);
-  Ty::Object<void*> holdReader(reader);
+  ASSERT_EQ(zSerializer_Construct(reader.Address(), view, alloc_), zOK);
   ASSERT_EQ(zSerializer_BeginRead(reader, zTypeOf(z16u)), zOK);
   z16u u = 0;
   z32s s = 0;
@@ -47,18 +39,16 @@ TEST_F(StreamTest, SerializerRoundTripWithoutFramingBytes) {
   EXPECT_EQ(s, -5);
   EXPECT_EQ(d, 0.1);
   // Past the end: a clean status, nothing written, position unchanged.
-  z64f untouched = 7;
-  EXPECT_EQ(zSerializer_Read64f(reader, &untouched), zERROR_END_OF_STREAM);
-  EXPECT_EQ(untouched, 7);
+  EXPECT_EQ(zSerializer_Read64f(reader, &d), zERROR_END_OF_STREAM);
+  EXPECT_EQ(d, 0.1);
   EXPECT_EQ(zMemory_Position(view), 14u);
   EXPECT_EQ(zMemory_Write(view, bytes, 1), zERROR_STATE) << "an attached stream is read only";
 }
 
 TEST_F(StreamTest, ReadingATruncatedStreamStopsAtTheEnd) {
   const z8u three[3] = {1, 2, 3};
-  zMemory view = nullptr;
-  ASSERT_EQ(zMemory_Construct(&view, alloc_), zOK);
-  Ty::Object<void*> hold(view);
+  Ty::Object<void*> view;
+  ASSERT_EQ(zMemory_Construct(view.Address(), alloc_), zOK);
   ASSERT_EQ(zMemory_Attach(view, three, 3), zOK);
   z32u value = 0;
   EXPECT_EQ(zMemory_Read(view, &value, 4), zERROR_END_OF_STREAM);
@@ -74,23 +64,21 @@ TEST_F(StreamTest, FilesRoundTripAndMissingFilesAreReported) {
   const std::string path = TempPath("bytes.bin");
   const char text[] = "height map";
   ASSERT_EQ(zFile_Save(path.c_str(), text, sizeof text), zOK);
-  zArray1 loaded = nullptr;
-  ASSERT_EQ(zFile_Load(path.c_str(), alloc_, &loaded), zOK);
-  Ty::Object<void*> hold(loaded);
+  Ty::Object<void*> loaded, missing;
+  ASSERT_EQ(zFile_Load(path.c_str(), alloc_, loaded.Address()), zOK);
   EXPECT_EQ(zArray1_ItemType(loaded), zTypeOf(z8u));
   EXPECT_EQ(std::string(static_cast<const char*>(zArray1_Data(loaded))), text);
-  zArray1 missing = nullptr;
-  EXPECT_EQ(zFile_Load(TempPath("does-not-exist").c_str(), alloc_, &missing), zERROR_NOT_FOUND);
+  EXPECT_EQ(zFile_Load(TempPath("does-not-exist").c_str(), alloc_, missing.Address()),
+            zERROR_NOT_FOUND);
   EXPECT_EQ(zFile_Save("/nonexistent-dir/x.bin", text, 1), zERROR_FILE);
   std::remove(path.c_str());
 }
 
 TEST_F(StreamTest, ExportedBmpsReadBackWithOpenCv) {
   // Width 3 makes the rows need padding in both formats.
-  zImage grey = nullptr, colour = nullptr;
-  ASSERT_EQ(zImage_Construct(&grey, zTypeOf(z8u), 3, 2, alloc_), zOK);
-  ASSERT_EQ(zImage_Construct(&colour, zTypeOf(zRgb24), 3, 2, alloc_), zOK);
-  Ty::Object<void*> holdGrey(grey), holdColour(colour);
+  Ty::Object<void*> grey, colour, wide;
+  ASSERT_EQ(zImage_Construct(grey.Address(), zTypeOf(z8u), 3, 2, alloc_), zOK);
+  ASSERT_EQ(zImage_Construct(colour.Address(), zTypeOf(zRgb24), 3, 2, alloc_), zOK);
   for (zSize y = 0; y < 2; ++y) {
     for (zSize x = 0; x < 3; ++x) {
       *static_cast<z8u*>(zImage_At(grey, x, y)) = z8u(10 * x + 100 * y);
@@ -113,9 +101,7 @@ TEST_F(StreamTest, ExportedBmpsReadBackWithOpenCv) {
       EXPECT_EQ(bgr[0], 7);
     }
   }
-  zImage wide = nullptr;
-  ASSERT_EQ(zImage_Construct(&wide, zTypeOf(z16s), 2, 2, alloc_), zOK);
-  Ty::Object<void*> holdWide(wide);
+  ASSERT_EQ(zImage_Construct(wide.Address(), zTypeOf(z16s), 2, 2, alloc_), zOK);
   EXPECT_EQ(zImage_Export(wide, TempPath("wide.bmp").c_str()), zERROR_TYPE);
   std::remove(greyPath.c_str());
   std::remove(colourPath.c_str());
